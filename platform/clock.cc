@@ -1,0 +1,24 @@
+#include "platform/clock.h"
+
+#include <ctime>
+
+namespace quotlink {
+
+double SystemClock::Now() const {
+  timespec ts{};
+  clock_gettime(CLOCK_REALTIME, &ts);
+  std::tm local{};
+  localtime_r(&ts.tv_sec, &local);
+  // Local seconds since 1970, then days; the date counts local days, as the feed's users read it.
+  const double local_seconds = static_cast<double>(ts.tv_sec + local.tm_gmtoff) +
+                               static_cast<double>(ts.tv_nsec) / 1e9;
+  return kUnixEpochAsDate + local_seconds / 86400.0;
+}
+
+int64_t SystemClock::MonotonicMs() const {
+  timespec ts{};
+  clock_gettime(CLOCK_MONOTONIC, &ts);
+  return static_cast<int64_t>(ts.tv_sec) * 1000 + ts.tv_nsec / 1000000;
+}
+
+}  // namespace quotlink

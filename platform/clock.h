@@ -1,0 +1,72 @@
+// Time, injectable so that the waits of a session and the one-minute retry can be tested
+// without sleeping.
+#ifndef QUOTLINK_PLATFORM_CLOCK_H_
+#define QUOTLINK_PLATFORM_CLOCK_H_
+
+#include <cstdint>
+
+namespace quotlink {
+
+// Days between 30 December 1899 (day 0 of a date) and 1 January 1970.
+constexpr double kUnixEpochAsDate = 25569.0;
+constexpr double kMsPerDay = 86400000.0;
+
+class Clock {
+ public:
+  virtual ~Clock() = default;
+
+  // The wall clock as a date: days since 30 December 1899, local time; the fraction is the time
+  // of day. Used for what the feeder stores and shows (quote times, LastUpdate, ageing).
+  virtual double Now() const = 0;
+
+  // Monotonic milliseconds; only differences mean anything. Used for every wait and timer.
+  virtual int64_t MonotonicMs() const = 0;
+
+  // The event loop has nothing to do for up to `ms` milliseconds. Returns how long it may really
+  // block in poll(): the system clock blocks the whole time, a fake clock less or not at all.
+  virtual int BeginIdle(int ms) = 0;
+
+  // The idle period of BeginIdle(ms) is over; `woken` is true when an event ended it early.
+  // A fake clock moves itself on by `ms` when nothing woke it.
+  virtual void EndIdle(int ms, bool woken) = 0;
+};
+
+// The machine's clocks.
+class SystemClock : public Clock {
+ public:
+  double Now() const override;
+  int64_t MonotonicMs() const override;
+  int BeginIdle(int ms) override { return ms; }
+  void EndIdle(int, bool) override {}
+};
+
+// A clock that moves only when told to, or when the loop idles. With real_slice_ms 0 an idle
+// loop never blocks: a 15-second wait runs in microseconds. A small real slice lets real
+// sockets on loopback make progress while simulated time runs fast.
+class FakeClock : public Clock {
+ public:
+  // `start_date` is a date as Now() gives it.
+  explicit FakeClock(double start_date = 46349.5, int real_slice_ms = 0)
+      : start_date_(start_date), real_slice_ms_(real_slice_ms) {}
+
+  double Now() const override { return start_date_ + static_cast<double>(ms_) / kMsPerDay; }
+  int64_t MonotonicMs() const override { return ms_; }
+  int BeginIdle(int ms) override { return ms < real_slice_ms_ ? ms : real_slice_ms_; }
+  void EndIdle(int ms, bool woken) override {
+    if (!woken && ms > 0) ms_ += ms;
+  }
+
+  void Advance(int64_t ms) { ms_ += ms; }
+  void SetDate(double date) {
+    start_date_ = date - static_cast<double>(ms_) / kMsPerDay;
+  }
+
+ private:
+  double start_date_;
+  int real_slice_ms_;
+  int64_t ms_ = 0;
+};
+
+}  // namespace quotlink
+
+#endif  // QUOTLINK_PLATFORM_CLOCK_H_

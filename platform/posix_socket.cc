@@ -1,0 +1,232 @@
+#include "platform/posix_socket.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+namespace quotlink {
+namespace {
+
+Status Errno(const char* what) { return Status::Error(std::string(what) + ": " + strerror(errno)); }
+
+bool PortInRange(int32_t port) { return port >= 0 && port <= 65535; }
+
+}  // namespace
+
+bool ResolveIpv4(const std::string& host, uint32_t* addr) {
+  in_addr a{};
+  if (inet_pton(AF_INET, host.c_str(), &a) == 1) {
+    *addr = a.s_addr;
+    return true;
+  }
+  addrinfo hints{};
+  hints.ai_family = AF_INET;
+  addrinfo* res = nullptr;
+  if (host.empty() || getaddrinfo(host.c_str(), nullptr, &hints, &res) != 0 || res == nullptr) {
+    return false;
+  }
+  *addr = reinterpret_cast<sockaddr_in*>(res->ai_addr)->sin_addr.s_addr;
+  freeaddrinfo(res);
+  return true;
+}
+
+PosixSocket::~PosixSocket() { (void)Close(); }
+
+Status PosixSocket::Bind() {
+  if (protocol_ != Protocol::kUdp) return Status::Error("Bind: not a datagram socket");
+  if (state_ != State::kClosed) return Status::Error("Bind: socket is already open");
+  if (!PortInRange(LocalPort())) return Status::Error("Bind: local port out of range");
+  fd_ = socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  if (fd_ < 0) return Errno("Bind");
+  int one = 1;
+  setsockopt(fd_, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
+  // A large receive buffer: datagrams that come while the feeder decodes wait in the kernel.
+  int rcvbuf = 4 << 20;
+  setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &rcvbuf, sizeof rcvbuf);
+  sockaddr_in sa{};
+  sa.sin_family = AF_INET;
+  sa.sin_addr.s_addr = htonl(INADDR_ANY);
+  sa.sin_port = htons(static_cast<uint16_t>(LocalPort()));
+  if (bind(fd_, reinterpret_cast<sockaddr*>(&sa), sizeof sa) != 0) {
+    Status st = Errno("Bind");
+    close(fd_);
+    fd_ = -1;
+    return st;
+  }
+  state_ = State::kBound;
+  reg_ = loop_->AddFd(fd_, true, false, [this](int ready) { OnReady(ready); });
+  return Status::Ok();
+}
+
+Status PosixSocket::Connect() {
+  if (protocol_ != Protocol::kTcp) return Status::Error("Connect: not a stream socket");
+  if (state_ != State::kClosed) return Status::Error("Connect: socket is already open");
+  if (!PortInRange(RemotePort())) return Status::Error("Connect: remote port out of range");
+  uint32_t addr = 0;
+  if (!ResolveIpv4(RemoteHost(), &addr)) {
+    return Status::Error("Connect: cannot resolve '" + RemoteHost() + "'");
+  }
+  fd_ = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  if (fd_ < 0) return Errno("Connect");
+  int one = 1;
+  // Requests are 8 bytes each and go out back to back; don't hold them for coalescing.
+  setsockopt(fd_, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+  sockaddr_in sa{};
+  sa.sin_family = AF_INET;
+  sa.sin_addr.s_addr = addr;
+  sa.sin_port = htons(static_cast<uint16_t>(RemotePort()));
+  if (connect(fd_, reinterpret_cast<sockaddr*>(&sa), sizeof sa) != 0 && errno != EINPROGRESS) {
+    Status st = Errno("Connect");
+    close(fd_);
+    fd_ = -1;
+    return st;
+  }
+  state_ = State::kConnecting;
+  peer_closed_ = false;
+  reg_ = loop_->AddFd(fd_, false, true, [this](int ready) { OnReady(ready); });
+  return Status::Ok();
+}
+
+Status PosixSocket::Close() {
+  if (state_ == State::kClosed) return Status::Error("Close: socket is not open");
+  loop_->RemoveFd(reg_);
+  reg_ = 0;
+  close(fd_);
+  fd_ = -1;
+  state_ = State::kClosed;
+  out_.clear();
+  out_start_ = 0;
+  return Status::Ok();
+}
+
+Status PosixSocket::SendData(ByteView data) {
+  if (protocol_ != Protocol::kTcp || state_ != State::kConnected || peer_closed_) {
+    return Status::Error("Wrong protocol or connection state for the requested transaction");
+  }
+  if (out_start_ == out_.size()) {
+    // Nothing waits: try to send directly, and keep only what the kernel refused.
+    while (!data.empty()) {
+      const ssize_t n = send(fd_, data.data(), data.size(), MSG_NOSIGNAL);
+      if (n > 0) {
+        data.remove_prefix(static_cast<size_t>(n));
+      } else if (n < 0 && errno == EINTR) {
+        continue;
+      } else if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+        break;
+      } else {
+        return Errno("Send");
+      }
+    }
+    out_.clear();
+    out_start_ = 0;
+  }
+  out_.append(data);
+  UpdateInterest();
+  return Status::Ok();
+}
+
+void PosixSocket::FlushOutput() {
+  while (out_start_ < out_.size()) {
+    const ssize_t n = send(fd_, out_.data() + out_start_, out_.size() - out_start_, MSG_NOSIGNAL);
+    if (n > 0) {
+      out_start_ += static_cast<size_t>(n);
+    } else if (n < 0 && errno == EINTR) {
+      continue;
+    } else if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+      return;
+    } else {
+      // The connection is gone; what waited can't go out. The next SendData reports it.
+      peer_closed_ = true;
+      out_.clear();
+      out_start_ = 0;
+      return;
+    }
+  }
+  out_.clear();
+  out_start_ = 0;
+}
+
+void PosixSocket::UpdateInterest() {
+  if (reg_ == 0) return;
+  const bool want_write =
+      state_ == State::kConnecting || (state_ == State::kConnected && out_start_ < out_.size());
+  const bool want_read =
+      state_ == State::kBound || (state_ == State::kConnected && !peer_closed_);
+  loop_->SetFdInterest(reg_, want_read, want_write);
+}
+
+void PosixSocket::OnReady(int ready) {
+  if (state_ == State::kConnecting) {
+    int err = 0;
+    socklen_t len = sizeof err;
+    getsockopt(fd_, SOL_SOCKET, SO_ERROR, &err, &len);
+    if (err != 0 || (ready & EventLoop::kError)) {
+      // A refused connection raises no event: the session sees only that none came. The socket
+      // is closed at once, since the kernel clears the error once it has been read and a later
+      // readiness would look like success.
+      loop_->RemoveFd(reg_);
+      reg_ = 0;
+      close(fd_);
+      fd_ = -1;
+      state_ = State::kClosed;
+      return;
+    }
+    state_ = State::kConnected;
+    UpdateInterest();
+    if (on_connect) on_connect();
+    return;
+  }
+  if ((ready & EventLoop::kWritable) && state_ == State::kConnected) {
+    FlushOutput();
+    UpdateInterest();
+  }
+  if (state_ == State::kClosed) return;
+  if ((ready & (EventLoop::kReadable | EventLoop::kError)) && on_data_arrival) {
+    on_data_arrival();
+  }
+}
+
+void PosixSocket::GetData(ByteString* out) {
+  out->clear();
+  if (fd_ < 0) return;
+  char chunk[65536];
+  if (protocol_ == Protocol::kUdp) {
+    const ssize_t n = recv(fd_, chunk, sizeof chunk, 0);
+    if (n > 0) out->append(chunk, static_cast<size_t>(n));
+    return;
+  }
+  while (out->size() < kMaxTcpRead) {
+    const size_t want = std::min(sizeof chunk, kMaxTcpRead - out->size());
+    const ssize_t n = recv(fd_, chunk, want, 0);
+    if (n > 0) {
+      out->append(chunk, static_cast<size_t>(n));
+      continue;
+    }
+    if (n < 0 && errno == EINTR) continue;
+    if (n == 0 || (n < 0 && errno != EAGAIN && errno != EWOULDBLOCK)) {
+      // The peer closed or the connection broke. Nothing handles a lost connection: stop
+      // listening for reads (a closed stream is always readable), and let sends fail.
+      peer_closed_ = true;
+      UpdateInterest();
+    }
+    return;
+  }
+}
+
+int PosixSocket::BoundPort() const {
+  if (fd_ < 0) return 0;
+  sockaddr_in sa{};
+  socklen_t len = sizeof sa;
+  if (getsockname(fd_, reinterpret_cast<sockaddr*>(&sa), &len) != 0) return 0;
+  return ntohs(sa.sin_port);
+}
+
+}  // namespace quotlink

@@ -1,0 +1,60 @@
+// Socket on POSIX non-blocking sockets, driven by an EventLoop.
+#ifndef QUOTLINK_PLATFORM_POSIX_SOCKET_H_
+#define QUOTLINK_PLATFORM_POSIX_SOCKET_H_
+
+#include "platform/event_loop.h"
+#include "platform/socket.h"
+
+namespace quotlink {
+
+class PosixSocket : public Socket {
+ public:
+  // `loop` must outlive the socket.
+  PosixSocket(EventLoop* loop, Protocol protocol) : loop_(loop), protocol_(protocol) {}
+  ~PosixSocket() override;
+  PosixSocket(const PosixSocket&) = delete;
+  PosixSocket& operator=(const PosixSocket&) = delete;
+
+  Status Bind() override;
+  Status Connect() override;
+  Status Close() override;
+  Status SendData(ByteView data) override;
+  void GetData(ByteString* out) override;
+
+  // The port the kernel gave a socket bound to port 0 (tests use it), or 0.
+  int BoundPort() const;
+
+ private:
+  enum class State { kClosed, kBound, kConnecting, kConnected };
+
+  void OnReady(int ready);
+  void FlushOutput();
+  void UpdateInterest();
+
+  EventLoop* const loop_;
+  const Protocol protocol_;
+  State state_ = State::kClosed;
+  int fd_ = -1;
+  int reg_ = 0;
+  bool peer_closed_ = false;
+  ByteString out_;        // TCP bytes the kernel hasn't taken yet
+  size_t out_start_ = 0;  // sent prefix of out_
+};
+
+class PosixSocketFactory : public SocketFactory {
+ public:
+  explicit PosixSocketFactory(EventLoop* loop) : loop_(loop) {}
+  std::unique_ptr<Socket> Create(Protocol protocol) override {
+    return std::make_unique<PosixSocket>(loop_, protocol);
+  }
+
+ private:
+  EventLoop* const loop_;
+};
+
+// Resolves a host text (dotted IPv4 or a name) into an IPv4 address; false when it can't.
+bool ResolveIpv4(const std::string& host, uint32_t* addr_network_order);
+
+}  // namespace quotlink
+
+#endif  // QUOTLINK_PLATFORM_POSIX_SOCKET_H_

@@ -1,0 +1,148 @@
+#include "platform/poll_loop.h"
+
+#include <gtest/gtest.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <vector>
+
+namespace quotlink {
+namespace {
+
+// A pipe whose read end the loop watches.
+struct Pipe {
+  int fds[2];
+  Pipe() { EXPECT_EQ(pipe2(fds, O_NONBLOCK), 0); }
+  ~Pipe() {
+    close(fds[0]);
+    close(fds[1]);
+  }
+  void Write() { EXPECT_EQ(write(fds[1], "x", 1), 1); }
+  void Drain() {
+    char buf[64];
+    (void)read(fds[0], buf, sizeof buf);
+  }
+};
+
+TEST(PollLoopTest, TimersRunOnTheFakeClockWithoutSleeping) {
+  FakeClock clock;
+  PollLoop loop(&clock);
+  int ticks = 0;
+  loop.AddTimer(2000, [&] { ++ticks; });
+  EXPECT_FALSE(WaitPumping(loop, 10.0, nullptr));
+  EXPECT_EQ(ticks, 5);
+  EXPECT_EQ(clock.MonotonicMs(), 10000);
+}
+
+TEST(PollLoopTest, WaitEndsEarlyWhenItsConditionHolds) {
+  FakeClock clock;
+  PollLoop loop(&clock);
+  bool flag = false;
+  loop.AddTimer(1200, [&] { flag = true; });
+  EXPECT_TRUE(WaitPumping(loop, 15.0, [&] { return flag; }));
+  EXPECT_GE(clock.MonotonicMs(), 1200);
+  EXPECT_LT(clock.MonotonicMs(), 1300);
+}
+
+TEST(PollLoopTest, HandlerThatDoesNotReadIsCalledAgainAtTheNextPump) {
+  FakeClock clock;
+  PollLoop loop(&clock);
+  Pipe p;
+  int calls = 0;
+  loop.AddFd(p.fds[0], true, false, [&](int) { ++calls; });
+  p.Write();
+  loop.PumpOnce();
+  loop.PumpOnce();
+  EXPECT_EQ(calls, 2);
+}
+
+TEST(PollLoopTest, NestedPumpDeliversOtherEventsAndSkipsRemovedRegistrations) {
+  FakeClock clock;
+  PollLoop loop(&clock);
+  Pipe a, b, c;
+  std::vector<std::string> order;
+  int id_c = 0;
+  bool in_a = false;
+  loop.AddFd(a.fds[0], true, false, [&](int) {
+    if (in_a) return;  // the nested pump finds a still readable
+    in_a = true;
+    order.push_back("a");
+    a.Drain();
+    loop.RemoveFd(id_c);  // c was found ready by this pass too: it must not run
+    loop.PumpOnce();      // delivers b from inside a
+    in_a = false;
+  });
+  loop.AddFd(b.fds[0], true, false, [&](int) {
+    order.push_back("b");
+    b.Drain();
+  });
+  id_c = loop.AddFd(c.fds[0], true, false, [&](int) { order.push_back("c"); });
+  a.Write();
+  b.Write();
+  c.Write();
+  loop.PumpOnce();
+  EXPECT_EQ(order, (std::vector<std::string>{"a", "b"}));
+}
+
+TEST(PollLoopTest, RegistrationAddedDuringDispatchIsSafeAndRunsLater) {
+  FakeClock clock;
+  PollLoop loop(&clock);
+  Pipe a, b;
+  int b_calls = 0;
+  loop.AddFd(a.fds[0], true, false, [&](int) {
+    a.Drain();
+    loop.AddFd(b.fds[0], true, false, [&](int) {
+      ++b_calls;
+      b.Drain();
+    });
+  });
+  a.Write();
+  b.Write();
+  loop.PumpOnce();
+  loop.PumpOnce();
+  EXPECT_EQ(b_calls, 1);
+}
+
+TEST(PollLoopTest, HandlerMayRemoveItself) {
+  FakeClock clock;
+  PollLoop loop(&clock);
+  Pipe a;
+  int id = 0, calls = 0;
+  id = loop.AddFd(a.fds[0], true, false, [&](int) {
+    ++calls;
+    loop.RemoveFd(id);
+  });
+  a.Write();
+  loop.PumpOnce();
+  loop.PumpOnce();
+  EXPECT_EQ(calls, 1);
+}
+
+TEST(PollLoopTest, TimerPumpingInsideItselfIsNotReentered) {
+  FakeClock clock;
+  PollLoop loop(&clock);
+  int depth = 0, max_depth = 0, calls = 0;
+  loop.AddTimer(100, [&] {
+    ++calls;
+    max_depth = std::max(max_depth, ++depth);
+    WaitPumping(loop, 0.05, nullptr);
+    --depth;
+  });
+  WaitPumping(loop, 1.0, nullptr);
+  EXPECT_EQ(max_depth, 1);
+  EXPECT_GE(calls, 5);
+}
+
+TEST(PollLoopTest, QuitEndsRun) {
+  FakeClock clock;
+  PollLoop loop(&clock);
+  int ticks = 0;
+  loop.AddTimer(500, [&] {
+    if (++ticks == 3) loop.Quit();
+  });
+  loop.Run();
+  EXPECT_EQ(ticks, 3);
+}
+
+}  // namespace
+}  // namespace quotlink

@@ -1,0 +1,138 @@
+#include "platform/posix_socket.h"
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "platform/poll_loop.h"
+
+namespace quotlink {
+namespace {
+
+// A listening TCP socket on loopback at a free port.
+struct Listener {
+  int fd = -1;
+  int port = 0;
+  Listener() {
+    fd = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in sa{};
+    sa.sin_family = AF_INET;
+    sa.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    EXPECT_EQ(bind(fd, reinterpret_cast<sockaddr*>(&sa), sizeof sa), 0);
+    EXPECT_EQ(listen(fd, 4), 0);
+    socklen_t len = sizeof sa;
+    getsockname(fd, reinterpret_cast<sockaddr*>(&sa), &len);
+    port = ntohs(sa.sin_port);
+  }
+  ~Listener() { close(fd); }
+};
+
+TEST(PosixSocketTest, SendBeforeConnectFailsWithText) {
+  SystemClock clock;
+  PollLoop loop(&clock);
+  PosixSocket tcp(&loop, Protocol::kTcp);
+  Status st = tcp.SendData("D\x0e\0\0\0d\0\0");
+  EXPECT_FALSE(st.ok());
+  EXPECT_FALSE(st.message().empty());
+}
+
+TEST(PosixSocketTest, ConnectsSendsLargeDataInOrderAndReceives) {
+  SystemClock clock;
+  PollLoop loop(&clock);
+  Listener server;
+  PosixSocket tcp(&loop, Protocol::kTcp);
+  tcp.SetRemoteHost("127.0.0.1");
+  tcp.SetRemotePort(server.port);
+  bool connected = false;
+  tcp.on_connect = [&] { connected = true; };
+  ASSERT_TRUE(tcp.Connect().ok());
+  EXPECT_TRUE(WaitPumping(loop, 5.0, [&] { return connected; }));
+  const int peer = accept(server.fd, nullptr, nullptr);
+  ASSERT_GE(peer, 0);
+
+  // More than the kernel takes at once: the rest must follow, in order, as the peer reads.
+  ByteString big;
+  for (int i = 0; i < 4'000'000; ++i) big.push_back(static_cast<char>(i % 251));
+  ASSERT_TRUE(tcp.SendData(big).ok());
+  ASSERT_TRUE(tcp.SendData(ByteView("tail\0", 5)).ok());
+  ByteString got;
+  char buf[65536];
+  while (got.size() < big.size() + 5) {
+    loop.PumpOnce();
+    const ssize_t n = recv(peer, buf, sizeof buf, MSG_DONTWAIT);
+    if (n > 0) got.append(buf, static_cast<size_t>(n));
+  }
+  EXPECT_EQ(got, big + ByteString("tail\0", 5));
+
+  ByteString received;
+  tcp.on_data_arrival = [&] {
+    ByteString piece;
+    tcp.GetData(&piece);
+    received += piece;
+  };
+  ASSERT_EQ(send(peer, "\"\0abc", 5, 0), 5);
+  EXPECT_TRUE(WaitPumping(loop, 5.0, [&] { return received.size() == 5; }));
+  EXPECT_EQ(received, ByteString("\"\0abc", 5));
+
+  // A closed peer stops the arrival events instead of spinning, and later sends fail.
+  close(peer);
+  WaitPumping(loop, 0.2, nullptr);
+  const size_t before = received.size();
+  WaitPumping(loop, 0.1, nullptr);
+  EXPECT_EQ(received.size(), before);
+  EXPECT_FALSE(tcp.SendData("x").ok());
+}
+
+TEST(PosixSocketTest, RefusedConnectRaisesNoEvent) {
+  SystemClock clock;
+  PollLoop loop(&clock);
+  int port;
+  {
+    Listener gone;
+    port = gone.port;
+  }
+  PosixSocket tcp(&loop, Protocol::kTcp);
+  tcp.SetRemoteHost("127.0.0.1");
+  tcp.SetRemotePort(port);
+  bool connected = false;
+  tcp.on_connect = [&] { connected = true; };
+  ASSERT_TRUE(tcp.Connect().ok());
+  EXPECT_FALSE(WaitPumping(loop, 0.3, [&] { return connected; }));
+}
+
+TEST(PosixSocketTest, UdpGivesOneDatagramPerRead) {
+  SystemClock clock;
+  PollLoop loop(&clock);
+  PosixSocket udp(&loop, Protocol::kUdp);
+  udp.SetLocalPort(0);
+  ASSERT_TRUE(udp.Bind().ok());
+  const int port = udp.BoundPort();
+  ASSERT_GT(port, 0);
+  EXPECT_FALSE(udp.Bind().ok());
+
+  std::vector<ByteString> datagrams;
+  udp.on_data_arrival = [&] {
+    ByteString d;
+    udp.GetData(&d);
+    if (!d.empty()) datagrams.push_back(d);
+  };
+  const int out = socket(AF_INET, SOCK_DGRAM, 0);
+  sockaddr_in sa{};
+  sa.sin_family = AF_INET;
+  sa.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  sa.sin_port = htons(static_cast<uint16_t>(port));
+  sendto(out, "ab\0", 3, 0, reinterpret_cast<sockaddr*>(&sa), sizeof sa);
+  sendto(out, "cd", 2, 0, reinterpret_cast<sockaddr*>(&sa), sizeof sa);
+  close(out);
+  EXPECT_TRUE(WaitPumping(loop, 5.0, [&] { return datagrams.size() == 2; }));
+  ASSERT_EQ(datagrams.size(), 2u);
+  EXPECT_EQ(datagrams[0], ByteString("ab\0", 3));
+  EXPECT_EQ(datagrams[1], "cd");
+  EXPECT_TRUE(udp.Close().ok());
+  EXPECT_FALSE(udp.Close().ok());
+}
+
+}  // namespace
+}  // namespace quotlink

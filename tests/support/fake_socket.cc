@@ -1,0 +1,61 @@
+#include "tests/support/fake_socket.h"
+
+namespace quotlink {
+
+Status FakeSocket::Bind() {
+  calls.push_back("Bind");
+  if (bound_) return Status::Error("Bind: already bound");
+  bound_ = true;
+  return Status::Ok();
+}
+
+Status FakeSocket::Connect() {
+  calls.push_back("Connect");
+  if (refuse_connect) return Status::Error("Connect: refused");
+  connecting_ = true;
+  return Status::Ok();
+}
+
+Status FakeSocket::Close() {
+  calls.push_back("Close");
+  const bool was_open = bound_ || connecting_ || connected_;
+  bound_ = connecting_ = connected_ = false;
+  return was_open ? Status::Ok() : Status::Error("Close: not open");
+}
+
+Status FakeSocket::SendData(ByteView data) {
+  if (!connected_ || fail_sends) {
+    return Status::Error("Wrong protocol or connection state for the requested transaction");
+  }
+  sent.emplace_back(data);
+  return Status::Ok();
+}
+
+void FakeSocket::GetData(ByteString* out) {
+  out->clear();
+  if (incoming_.empty()) return;
+  if (protocol_ == Protocol::kUdp) {
+    *out = std::move(incoming_.front());
+    incoming_.pop_front();
+    return;
+  }
+  while (!incoming_.empty()) {
+    out->append(incoming_.front());
+    incoming_.pop_front();
+  }
+}
+
+std::unique_ptr<Socket> FakeSocketFactory::Create(Protocol protocol) {
+  auto s = std::make_unique<FakeSocket>(protocol);
+  created.push_back(s.get());
+  return s;
+}
+
+FakeSocket* FakeSocketFactory::Last(Protocol protocol) const {
+  for (auto it = created.rbegin(); it != created.rend(); ++it) {
+    if ((*it)->protocol() == protocol) return *it;
+  }
+  return nullptr;
+}
+
+}  // namespace quotlink

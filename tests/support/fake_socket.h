@@ -1,0 +1,67 @@
+// A Socket for tests: records what is sent, hands out what the test queues, and raises its
+// events only when the test says so.
+#ifndef QUOTLINK_TESTS_SUPPORT_FAKE_SOCKET_H_
+#define QUOTLINK_TESTS_SUPPORT_FAKE_SOCKET_H_
+
+#include <deque>
+#include <string>
+#include <vector>
+
+#include "platform/socket.h"
+
+namespace quotlink {
+
+class FakeSocket : public Socket {
+ public:
+  explicit FakeSocket(Protocol protocol) : protocol_(protocol) {}
+
+  Status Bind() override;
+  Status Connect() override;
+  Status Close() override;
+  Status SendData(ByteView data) override;
+  void GetData(ByteString* out) override;
+
+  // Test side.
+  void Queue(ByteView bytes) { incoming_.emplace_back(bytes); }
+  // Queues `bytes` and raises DataArrival once.
+  void Arrive(ByteView bytes) {
+    Queue(bytes);
+    if (on_data_arrival) on_data_arrival();
+  }
+  void RaiseConnect() {
+    connected_ = true;
+    if (on_connect) on_connect();
+  }
+  bool HasQueued() const { return !incoming_.empty(); }
+
+  Protocol protocol() const { return protocol_; }
+  bool bound() const { return bound_; }
+  bool connecting() const { return connecting_; }
+  bool connected() const { return connected_; }
+  // Every request that went out, one entry per SendData.
+  std::vector<ByteString> sent;
+  // Every call in order: "Bind", "Connect", "Close".
+  std::vector<std::string> calls;
+  bool fail_sends = false;  // SendData fails even when connected
+  bool refuse_connect = false;  // Connect fails at once
+
+ private:
+  Protocol protocol_;
+  bool bound_ = false;
+  bool connecting_ = false;
+  bool connected_ = false;
+  std::deque<ByteString> incoming_;
+};
+
+class FakeSocketFactory : public SocketFactory {
+ public:
+  std::unique_ptr<Socket> Create(Protocol protocol) override;
+  // The sockets created so far, in order (owned by whoever asked for them).
+  std::vector<FakeSocket*> created;
+  // The last socket created for `protocol`, or nullptr.
+  FakeSocket* Last(Protocol protocol) const;
+};
+
+}  // namespace quotlink
+
+#endif  // QUOTLINK_TESTS_SUPPORT_FAKE_SOCKET_H_
