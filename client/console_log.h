@@ -1,0 +1,36 @@
+// A ConsoleView for a machine without a window: every caption change, lamp change, modal
+// message and beep becomes one line of text, for the operator's terminal or a log file.
+//
+// The lines, exactly: "Mensagem: TEXT", "Info: TEXT", "Info1: TEXT", "Picture1: cyan",
+// "Picture1: red", "message: TEXT", "beep". Control bytes in TEXT are written as '?', so that
+// each event stays one line.
+#ifndef QUOTLINK_CLIENT_CONSOLE_LOG_H_
+#define QUOTLINK_CLIENT_CONSOLE_LOG_H_
+
+#include <cstdio>
+#include <string>
+
+#include "client/console_surface.h"
+
+namespace quotlink {
+
+class ConsoleLog : public ConsoleView {
+ public:
+  // `out` is not owned and must stay open while the log is in use; each line is flushed.
+  explicit ConsoleLog(std::FILE* out) : out_(out) {}
+
+  void CaptionChanged(ConsoleItem item, std::string_view text) override;
+  void LampChanged(LampColor color) override;
+  void ModalMessage(std::string_view text) override;
+  void Beep() override;
+
+ private:
+  void Line(std::string_view head, std::string_view text);
+
+  std::FILE* const out_;
+  std::string line_;
+};
+
+}  // namespace quotlink
+
+#endif  // QUOTLINK_CLIENT_CONSOLE_LOG_H_

@@ -1,0 +1,7 @@
+#include "database/record_packets.h"
+
+namespace quotlink {
+
+void DecodeRecordPacket(QUOTLINKBAS&, ByteView, int) {}
+
+}  // namespace quotlink

@@ -1,0 +1,92 @@
+#include "client/console_surface.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+
+#include "client/console_log.h"
+
+namespace quotlink {
+namespace {
+
+TEST(TextSignalTest, SubscribersRunOncePerChangeOfText) {
+  TextSignal data;
+  int a = 0, b = 0;
+  data.Subscribe([&] { ++a; });
+  data.Subscribe([&] { ++b; });
+  data.SetText("ES           12.5  125");
+  data.SetText("ES           12.5  125");
+  EXPECT_EQ(a, 1);
+  EXPECT_EQ(b, 1);
+  data.SetText("ES           12.5  126");
+  EXPECT_EQ(a, 2);
+}
+
+TEST(TextSignalTest, SubscriberMayChangeSubscriptionsAndRingAgain) {
+  TextSignal data;
+  std::vector<std::string> order;
+  int second = 0;
+  int added = 0;
+  data.Subscribe([&] {
+    order.push_back("first:" + data.Text());
+    if (data.Text() == "one") {
+      data.Unsubscribe(second);
+      added = data.Subscribe([&] { order.push_back("added:" + data.Text()); });
+      data.SetText("two");  // a publication inside a publication
+    }
+  });
+  second = data.Subscribe([&] { order.push_back("second:" + data.Text()); });
+  data.SetText("one");
+  EXPECT_EQ(order, (std::vector<std::string>{"first:one", "first:two", "added:two", "added:two"}));
+  EXPECT_GT(added, 0);
+}
+
+TEST(WatchListTest, FindAndAddCountFromOne) {
+  WatchList list;
+  EXPECT_LT(list.Find("ES"), 1);
+  EXPECT_EQ(list.Add("ES"), 1);
+  EXPECT_EQ(list.Add("NQ"), 2);
+  EXPECT_EQ(list.Find("NQ"), 2);
+  EXPECT_EQ(list.Find("ES"), 1);
+  EXPECT_LT(list.Find("es"), 1);  // exact, case included
+  for (int i = 0; i < 5000; ++i)
+    list.Add("S" + std::to_string(i));
+  EXPECT_EQ(list.Find("S4999"), 5002);
+  EXPECT_EQ(list.Find("NQ"), 2);
+}
+
+TEST(ConsoleLogTest, WritesOneLinePerEventInItsExactForm) {
+  char* buf = nullptr;
+  size_t len = 0;
+  std::FILE* mem = open_memstream(&buf, &len);
+  ASSERT_NE(mem, nullptr);
+  {
+    ConsoleLog log(mem);
+    ConsoleSurface s(&log);
+    s.Mensagem.SetCaption("Packets TCP/UDP = 1 , 0");
+    s.Mensagem.SetCaption("Packets TCP/UDP = 1 , 0");  // no change, no line
+    s.Info.SetCaption(std::string("ES\n  3", 6));
+    s.Info1.SetCaption("Database OK.");
+    s.DTNIPT.SetCaption("127.0.0.1");  // the operator's own input isn't logged
+    s.Picture1.SetColor(LampColor::kLightRed);
+    s.Picture1.SetColor(LampColor::kLightCyan);
+    s.ModalMessage("CANNOT CONNECT WITH TCP ADDRESS");
+    s.Beep();
+    EXPECT_EQ(s.modal_messages().size(), 1u);
+    EXPECT_EQ(s.beeps(), 1);
+  }
+  std::fclose(mem);
+  EXPECT_EQ(std::string(buf, len),
+            "Mensagem: Packets TCP/UDP = 1 , 0\n"
+            "Info: ES?  3\n"
+            "Info1: Database OK.\n"
+            "Picture1: red\n"
+            "Picture1: cyan\n"
+            "message: CANNOT CONNECT WITH TCP ADDRESS\n"
+            "beep\n");
+  free(buf);
+}
+
+}  // namespace
+}  // namespace quotlink
