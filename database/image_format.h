@@ -33,10 +33,8 @@ constexpr size_t kHeaderFieldSizes[8] = {
     4,   // offset 60: unread
     16,  // offset 64: unread
 };
-constexpr size_t kHeaderSize = 80;  // F follows here
-
-// Counts F, N and D: 16-bit signed.
-constexpr size_t kCountSize = 2;
+constexpr size_t kHeaderSize = 80;  // F, 16-bit signed, follows here
+static_assert(4 + 4 + 8 + 39 + 1 + 4 + 4 + 16 == kHeaderSize);
 
 // A field name: fixed-width text. Entry n of the table is what a NameIndex of n - 1 names.
 constexpr size_t kFieldNameSize = 40;
@@ -45,6 +43,7 @@ constexpr size_t kFieldNameSize = 40;
 constexpr size_t kSecTypeIdSize = 2;
 constexpr size_t kSecTypeNameSize = 40;
 constexpr size_t kSecTypeEntrySize = 42;
+static_assert(kSecTypeIdSize + kSecTypeNameSize == kSecTypeEntrySize);
 
 // A database record: the fixed part, then CountB field entries.
 constexpr size_t kDbKeySize = 4;         // Key1 at 0, Key2 at 4: opaque bytes, only compared
@@ -58,12 +57,13 @@ constexpr size_t kDbNameSize = 40;
 constexpr size_t kDbCountAOffset = 74;  // CountA, 16-bit signed
 constexpr size_t kDbCountBOffset = 76;  // CountB, 16-bit signed: how many field entries follow
 constexpr size_t kDbFixedSize = 78;     // the first field entry starts here
+static_assert(2 * kDbKeySize + 3 * kDbUnreadASize == kDbLengthAOffset);
+static_assert(kDbLengthBOffset + 2 + kDbUnreadBSize == kDbSecTypeOffset);
+static_assert(kDbNameOffset + kDbNameSize == kDbCountAOffset);
+static_assert(kDbCountBOffset + 2 == kDbFixedSize);
 
 // A field entry, 14 bytes: Format (16-bit signed) at 0, Length (16-bit signed) at 2, two unread
 // 16-bit fields at 4 and 6, NameIndex (16-bit signed) at 8, an unread 32-bit field at 10.
-constexpr size_t kSlotFormatOffset = 0;
-constexpr size_t kSlotLengthOffset = 2;
-constexpr size_t kSlotNameIndexOffset = 8;
 constexpr size_t kSlotEntrySize = 14;
 
 // A record holds at most this many field entries; an image may announce more.
