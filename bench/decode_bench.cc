@@ -1,0 +1,38 @@
+// DecodeValue runs once for every numeric field of every quote: its cost by format code and
+// field length.
+#include <benchmark/benchmark.h>
+
+#include <string>
+
+#include "database/value_decoding.h"
+
+namespace quotlink {
+namespace {
+
+// Arguments: format code, field length in bytes, process code.
+void BM_DecodeValue(benchmark::State& state) {
+  const auto code = static_cast<int16_t>(state.range(0));
+  const ByteString bytes("\x04\xD5\x30\x39\x7F\x12\x34\x56", static_cast<size_t>(state.range(1)));
+  SimboloRec record = NewWorkingRecord();
+  record.ProcessCode = static_cast<int32_t>(state.range(2));
+  record.PrimaryFormat = 2;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(DecodeValue(record, bytes, code));
+  }
+}
+BENCHMARK(BM_DecodeValue)
+    ->ArgNames({"code", "len", "proc"})
+    ->Args({0, 4, -1})   // whole number, signed
+    ->Args({0, 4, 1})    // whole number, last digit in eighths
+    ->Args({2, 2, -1})   // two decimal places
+    ->Args({13, 3, 1})   // whole part and eighths
+    ->Args({14, 4, 14})  // thirty-seconds and eighths
+    ->Args({45, 2, -1})  // indirect, through PrimaryFormat
+    ->Args({31, 2, -1})  // date
+    ->Args({64, 2, -1})  // 256ths
+    ->Args({6, 8, -1});  // long unsigned field
+
+}  // namespace
+}  // namespace quotlink
+
+BENCHMARK_MAIN();
