@@ -10,17 +10,19 @@ namespace {
 
 constexpr size_t kKeySize = sizeof(SimboloRec::DatabaseKey);
 constexpr size_t kSimboloSize = sizeof(SimboloRec::Simbolo);
-constexpr size_t kMinSlots = 16;
+constexpr size_t kLoadInverse = 4;  // the index is at most a quarter full
+static_assert(SimboloTable::kMaxRecords <= UINT16_MAX, "record indices are kept in 16 bits");
 
 // Bytes are 0 to 255, so "a character of code 0 or less" is NUL.
 bool IsEdge(char c) {
   return c == ' ' || c == '\0';
 }
 
+// The 4 key bytes as one number for the index. Only equality matters and the index is never
+// stored, so the machine's byte order serves.
 uint32_t PackKey(const char* key) {
-  uint32_t v = 0;
-  for (size_t i = 0; i < kKeySize; ++i)
-    v |= uint32_t{static_cast<uint8_t>(key[i])} << (8 * i);
+  uint32_t v;
+  std::memcpy(&v, key, sizeof v);
   return v;
 }
 
@@ -39,47 +41,56 @@ std::string_view CleanSymbol(std::string_view text) {
   return text;
 }
 
-size_t SimboloTable::SlotOf(uint32_t key, uint32_t code) const {
-  // Fibonacci hashing of the 64-bit pair: the top bits of the product spread nearby codes under
-  // one key (the common case: a layout's instruments are numbered in a row).
-  const uint64_t pair = (uint64_t{key} << 32) | code;
-  return static_cast<size_t>((pair * 0x9E3779B97F4A7C15ULL) >> shift_);
+uint64_t SimboloTable::PairOf(const char* key, int32_t code) {
+  return (uint64_t{PackKey(key)} << 32) | static_cast<uint32_t>(code);
+}
+
+size_t SimboloTable::Home(uint64_t pair) const {
+  // Fold the key into the code's bits, then Fibonacci hashing: its top bits spread codes that
+  // run in a row (a layout numbers its instruments so) evenly, and other codes like chance.
+  const uint64_t folded = pair ^ (pair >> 32);
+  return static_cast<size_t>((folded * 0x9E3779B97F4A7C15ULL) >> shift_);
 }
 
 int32_t SimboloTable::Find(ByteView key4, int32_t code) const {
-  if (key4.size() != kKeySize || slots_.empty()) return -1;
-  const uint32_t key = PackKey(key4.data());
-  const uint32_t ucode = static_cast<uint32_t>(code);
-  const size_t mask = slots_.size() - 1;
-  for (size_t s = SlotOf(key, ucode);; s = (s + 1) & mask) {
-    const Slot& slot = slots_[s];
-    if (slot.index == 0) return -1;
-    if (slot.key == key && slot.code == ucode) return slot.index;
+  if (key4.size() != kKeySize || slot_pairs_.empty()) return -1;
+  const uint64_t pair = PairOf(key4.data(), code);
+  const size_t mask = slot_pairs_.size() - 1;
+  for (size_t s = Home(pair);; s = (s + kStep) & mask) {
+    const size_t t = (s + 1) & mask;
+    const int32_t a = slot_indices_[s];
+    const int32_t b = slot_indices_[t];
+    // A pair stands at most once in the index and a free slot has index 0, so OR-ing the
+    // indices under their match masks gives the one that matches, or 0.
+    const int32_t found = (a & -static_cast<int32_t>(slot_pairs_[s] == pair)) |
+                          (b & -static_cast<int32_t>(slot_pairs_[t] == pair));
+    if (found != 0) return found;
+    // Slots fill in probe order and are never freed: past a free slot the pair can't stand.
+    if (a == 0 || b == 0) return -1;
   }
 }
 
 void SimboloTable::Enter(int32_t index) {
   const SimboloRec& rec = at(index);
-  const uint32_t key = PackKey(rec.DatabaseKey);
-  const uint32_t code = static_cast<uint32_t>(rec.SymbolCode);
-  const size_t mask = slots_.size() - 1;
-  for (size_t s = SlotOf(key, code);; s = (s + 1) & mask) {
-    Slot& slot = slots_[s];
-    if (slot.index == 0) {
-      slot = Slot{key, code, index};
-      ++used_;
+  const uint64_t pair = PairOf(rec.DatabaseKey, rec.SymbolCode);
+  const size_t mask = slot_pairs_.size() - 1;
+  for (size_t s = Home(pair);; s = (s + 1) & mask) {
+    if (slot_indices_[s] == 0) {
+      slot_pairs_[s] = pair;
+      slot_indices_[s] = static_cast<uint16_t>(index);
       return;
     }
-    if (slot.key == key && slot.code == code) return;  // an earlier record holds the pair
+    // An earlier record holds the pair: it stays the one that Find names.
+    if (slot_pairs_[s] == pair) return;
   }
 }
 
 void SimboloTable::Reindex() {
-  size_t capacity = kMinSlots;
-  while (capacity < 2 * (records_.size() + 1))
+  size_t capacity = 16;
+  while (capacity < kLoadInverse * (records_.size() + 1))
     capacity *= 2;
-  slots_.assign(capacity, Slot{});
-  used_ = 0;
+  slot_pairs_.assign(capacity, 0);
+  slot_indices_.assign(capacity, 0);
   shift_ = 64;
   for (size_t c = capacity; c > 1; c >>= 1)
     --shift_;
@@ -105,7 +116,7 @@ int32_t SimboloTable::Add(ByteView key, int32_t code, std::string_view symbol,
   rec.SymbolCode = code;
   records_.push_back(rec);
 
-  if (2 * (used_ + 1) > slots_.size()) {
+  if (kLoadInverse * (records_.size() + 1) > slot_pairs_.size()) {
     Reindex();
   } else {
     Enter(size());
