@@ -11,9 +11,11 @@
 #include <memory>
 #include <string>
 
+#include "database/feed_database.h"
 #include "link/database_transfer.h"
 #include "platform/event_loop.h"
 #include "platform/socket.h"
+#include "quotes/simbolo_table.h"
 
 namespace quotlink {
 
@@ -74,8 +76,20 @@ class QUOTLINKBAS {
   double DatabaseRequestTime = 0;   // a date
   int64_t database_request_ms = 0;  // the same moment on the monotonic clock, for the retry
 
+  // Counts session starts; a start that sees a newer number ends (see StartSession).
+  uint64_t session_generation = 0;
+
   ImageTransfer TcpTransfer;
   ImageTransfer UdpTransfer;
+  TraceLog trace_log;  // "temp.txt", shared by both transfers
+
+  // The table of quote records, counting from 1, and the feed's description of its records.
+  SimboloTable Simbolos;
+  FeedDatabase feed_database;
+
+  // Storage that the hot path reuses for its captions and texts, so that it allocates nothing.
+  std::string find_caption;
+  std::string data_text;
 
   // Sees every frame that reaches a processor, before its gates: for capturing a feed and for
   // tests. Must not change the feeder's state.

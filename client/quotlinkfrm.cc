@@ -1,8 +1,21 @@
 #include "client/quotlinkfrm.h"
 
+#include <charconv>
+
+#include "client/settings.h"
 #include "link/packet_dispatch.h"
+#include "link/session.h"
 
 namespace quotlink {
+namespace {
+
+std::string PortText(int32_t port) {
+  char digits[16];
+  const auto r = std::to_chars(digits, digits + sizeof digits, port);
+  return std::string(digits, r.ptr);
+}
+
+}  // namespace
 
 QUOTLINKFRM::QUOTLINKFRM(QUOTLINKBAS* bas) : ConsoleSurface(bas->view()), bas_(bas) {
   TCP = bas->sockets().Create(Protocol::kTcp);
@@ -31,13 +44,44 @@ void QUOTLINKFRM::Unload() {
   Form_Unload();
 }
 
+Settings QUOTLINKFRM::CurrentSettings() const {
+  return Settings{bas_->FeedAddress, bas_->FeedPort, bas_->LocalPort};
+}
+
+void QUOTLINKFRM::SaveSettings() {
+  const Status st = WriteSettings(bas_->DataFolder, CurrentSettings());
+  if (st.ok()) return;
+  // Nothing waits on the file: report it and go on; the settings in memory stay as they are.
+  Mensagem.SetCaption("Settings not saved - " + st.message());
+  Mensagem.Refresh();
+}
+
 void QUOTLINKFRM::Form_Load() {
   timer1_ = bas_->loop().AddTimer(kTimer1IntervalMs, [this] { Timer1_Timer(); });
+  Settings settings = CurrentSettings();
+  const Status st = ReadSettings(bas_->DataFolder, &settings);
+  bas_->FeedAddress = settings.FeedAddress;
+  bas_->FeedPort = settings.FeedPort;
+  bas_->LocalPort = settings.LocalPort;
+  if (!st.ok()) {
+    // The file could be neither read nor created: the session runs on what the feeder holds.
+    Mensagem.SetCaption("Settings file unreadable - " + st.message());
+    Mensagem.Refresh();
+  }
+  DTNIPT.SetCaption(bas_->FeedAddress);
+  DTNPORTT.SetCaption(PortText(bas_->FeedPort));
+  LOCALPORTT.SetCaption(PortText(bas_->LocalPort));
+  ApplySocketSettings(*bas_);
+  Show();
+  RepaintForm();
+  StartSession(*bas_);
+  if (bas_->ended()) return;
   Show();
   RepaintForm();
 }
 
 void QUOTLINKFRM::Form_Unload() {
+  SaveSettings();
   bas_->End();
 }
 
@@ -45,7 +89,23 @@ void QUOTLINKFRM::Command1_Click() {
   Hide();
 }
 
-void QUOTLINKFRM::Command2_Click() {}
+void QUOTLINKFRM::Command2_Click() {
+  int32_t feed_port = 0;
+  int32_t local_port = 0;
+  const bool feed_ok = ParsePortText(DTNPORTT.Caption(), &feed_port);
+  const bool local_ok = ParsePortText(LOCALPORTT.Caption(), &local_port);
+  if (!feed_ok || !local_ok) {
+    // A port that isn't a whole 32-bit number: nothing changes, and the session runs on.
+    ModalMessage(std::string(feed_ok ? "LOCAL PORT" : "DTN PORT") +
+                 " must be a whole number from -2147483648 to 2147483647; nothing changed.");
+    return;
+  }
+  bas_->FeedAddress = DTNIPT.Caption();
+  bas_->FeedPort = feed_port;
+  bas_->LocalPort = local_port;
+  SaveSettings();
+  RestartFeed(*bas_);
+}
 
 void QUOTLINKFRM::Timer1_Timer() {
   WriteStatusLine();

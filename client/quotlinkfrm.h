@@ -9,6 +9,7 @@
 
 #include "client/console_surface.h"
 #include "client/quotlinkbas.h"
+#include "client/settings.h"
 #include "link/frame_intake.h"
 #include "platform/socket.h"
 
@@ -43,6 +44,11 @@ class QUOTLINKFRM : public ConsoleSurface {
 
   // Writes the status line of the packet counts to Mensagem.
   void WriteStatusLine();
+
+  // The settings as the feeder holds them, and their file written from them. A failed write is
+  // reported on the console and changes nothing else.
+  Settings CurrentSettings() const;
+  void SaveSettings();
 
   std::unique_ptr<Socket> TCP;
   std::unique_ptr<Socket> UDP;

@@ -1,5 +1,9 @@
-// The transfer of the feed's database image: frames of type 6, 7 and 8 gathered into one byte
-// string, logged in "temp.txt", parsed at the end frame; and the one-minute retry.
+// The transfer of the feed's database image: one frame of type 6, any number of type 7, one of
+// type 8, gathered into one byte string, logged in "temp.txt" and parsed at the end frame; and
+// the one-minute retry, the only retry of the link.
+//
+// Each processor has its own ImageTransfer; both share the one "temp.txt". The log is for
+// people: a failure to open or write it never stops or changes a transfer.
 #ifndef QUOTLINK_LINK_DATABASE_TRANSFER_H_
 #define QUOTLINK_LINK_DATABASE_TRANSFER_H_
 
@@ -13,16 +17,40 @@ namespace quotlink {
 class QUOTLINKBAS;
 enum class FeedPath;
 
+constexpr const char* kTraceFileName = "temp.txt";
+// The image must come whole within this time of its request.
+constexpr int64_t kImageRetryMs = 60000;
+
 // The image state of one processor.
 struct ImageTransfer {
-  int16_t TraceFile = 0;  // 0: no transfer is gathering
-  ByteString ImageText;   // the image as gathered so far
+  int16_t TraceFile = 0;  // not 0 while a transfer is gathering
+  ByteString ImageText;   // the image as gathered so far; appending costs only the piece
 };
 
-// The image step of a processor for a frame of type 6, 7 or 8.
+// The log file shared by both transfers; owned by the feeder.
+class TraceLog {
+ public:
+  TraceLog() = default;
+  ~TraceLog() { Close(); }
+  TraceLog(const TraceLog&) = delete;
+  TraceLog& operator=(const TraceLog&) = delete;
+
+  // Opens (and empties) `path`; a failure leaves the log closed, and lines go nowhere.
+  void Open(const std::string& path);
+  // Writes `bytes` and CR LF, if the log is open.
+  void Line(ByteView bytes);
+  void Close();
+  bool is_open() const { return file_ != nullptr; }
+
+ private:
+  std::FILE* file_ = nullptr;
+};
+
+// The image step of a processor, for a frame of type 6, 7 or 8 that passed the gates.
 void ImageStep(QUOTLINKBAS& bas, FeedPath path, ByteView frame);
 
-// Asks for the image again when it has been pending for over a minute.
+// Asks for the image again when it has been pending for over a minute since the last request.
+// Runs for every frame that gets this far through a processor.
 void RetryImageIfDue(QUOTLINKBAS& bas, FeedPath path);
 
 }  // namespace quotlink

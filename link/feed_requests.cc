@@ -1,5 +1,8 @@
 #include "link/feed_requests.h"
 
+#include "client/quotlinkbas.h"
+#include "client/quotlinkfrm.h"
+
 #include <cmath>
 
 #include "link/feed_requests_format.h"
@@ -37,6 +40,14 @@ ByteString BuildRequest(int16_t code, ByteView data) {
   out.append(data);
   out.append(kRequestTrailerSize, '\0');
   return out;
+}
+
+void SendRequest(QUOTLINKBAS& bas, int16_t code, ByteView data) {
+  QUOTLINKFRM& frm = bas.Form();
+  const Status st = frm.TCP->SendData(BuildRequest(code, data));
+  if (st.ok()) return;
+  frm.Mensagem.SetCaption("TCP is not working - " + st.message());
+  frm.Mensagem.Refresh();
 }
 
 }  // namespace quotlink

@@ -4,6 +4,7 @@ namespace quotlink {
 
 Status FakeSocket::Bind() {
   calls.push_back("Bind");
+  if (on_call) on_call("Bind");
   if (bound_) return Status::Error("Bind: already bound");
   bound_ = true;
   return Status::Ok();
@@ -11,15 +12,26 @@ Status FakeSocket::Bind() {
 
 Status FakeSocket::Connect() {
   calls.push_back("Connect");
+  if (on_call) on_call("Connect");
   if (refuse_connect) return Status::Error("Connect: refused");
   connecting_ = true;
+  if (loop != nullptr && connect_delay_ms >= 0) {
+    connect_timer_ = loop->AddTimer(connect_delay_ms, [this] {
+      loop->RemoveTimer(connect_timer_);
+      connect_timer_ = 0;
+      if (connecting_) RaiseConnect();
+    });
+  }
   return Status::Ok();
 }
 
 Status FakeSocket::Close() {
   calls.push_back("Close");
+  if (on_call) on_call("Close");
   const bool was_open = bound_ || connecting_ || connected_;
   bound_ = connecting_ = connected_ = false;
+  if (connect_timer_ != 0 && loop != nullptr) loop->RemoveTimer(connect_timer_);
+  connect_timer_ = 0;
   return was_open ? Status::Ok() : Status::Error("Close: not open");
 }
 
@@ -28,6 +40,7 @@ Status FakeSocket::SendData(ByteView data) {
     return Status::Error("Wrong protocol or connection state for the requested transaction");
   }
   sent.emplace_back(data);
+  if (on_sent) on_sent(data);
   return Status::Ok();
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/event_loop.h"
 #include "platform/socket.h"
 
 namespace quotlink {
@@ -42,8 +43,16 @@ class FakeSocket : public Socket {
   std::vector<ByteString> sent;
   // Every call in order: "Bind", "Connect", "Close".
   std::vector<std::string> calls;
-  bool fail_sends = false;  // SendData fails even when connected
+  bool fail_sends = false;      // SendData fails even when connected
   bool refuse_connect = false;  // Connect fails at once
+  // Called with each call ("Bind", "Connect", "Close") before it takes effect.
+  std::function<void(const std::string&)> on_call;
+  // Called with each request that went out (the test's feed server answers from here).
+  std::function<void(ByteView)> on_sent;
+  // When set, a Connect raises the Connect event after `connect_delay_ms` on this loop's clock
+  // (a timer of the loop); otherwise only RaiseConnect does.
+  EventLoop* loop = nullptr;
+  int connect_delay_ms = -1;
 
  private:
   Protocol protocol_;
@@ -51,6 +60,7 @@ class FakeSocket : public Socket {
   bool connecting_ = false;
   bool connected_ = false;
   std::deque<ByteString> incoming_;
+  int connect_timer_ = 0;
 };
 
 class FakeSocketFactory : public SocketFactory {

@@ -41,6 +41,9 @@ class TempDir {
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
   }
   static bool Exists(const std::string& file) { return std::filesystem::exists(file); }
+  // The same for a file of this folder.
+  std::string Read(std::string_view name) const { return Get(File(name)); }
+  void Write(std::string_view name, std::string_view bytes) const { Put(File(name), bytes); }
 
  private:
   std::string path_;

@@ -1,0 +1,90 @@
+#include "quotes/publication.h"
+
+#include <cmath>
+#include <cstdio>
+
+#include "client/quotlinkbas.h"
+#include "client/quotlinkfrm.h"
+#include "quotes/simbolo_table.h"
+
+namespace quotlink {
+
+void AppendPlainNumber(std::string* out, double value, int significant_digits) {
+  char buf[48];
+  int n = std::snprintf(buf, sizeof buf, "%.*G", significant_digits, value);
+  if (n < 0) n = 0;
+  std::string_view text(buf, static_cast<size_t>(n));
+  if (!text.empty() && text[0] != '-') out->push_back(' ');
+  if (text.starts_with("-0.")) {
+    out->push_back('-');
+    text.remove_prefix(2);
+  } else if (text.starts_with("0.")) {
+    text.remove_prefix(1);
+  }
+  out->append(text);
+}
+
+namespace {
+
+// Fills the board from record R, in the order a subscriber may rely on.
+void FillBoard(QuoteBoard& b, const SimboloRec& r, ByteView symbol) {
+  b.vSimbolo.assign(CleanSymbol(symbol));
+  b.vLast = r.Last;
+  b.vLastS = r.LastS;
+  b.vBid = r.Bid;
+  b.vBidS = r.BidS;
+  b.vAsk = r.Ask;
+  b.vAskS = r.AskS;
+  b.vOpen = r.OpenV;
+  b.vHi = r.High;
+  b.vLow = r.Low;
+  b.vPrevious = r.Previous;
+  b.vChange = r.Change;
+  // Only the board gets a change worked out; the record's stays 0.
+  if (r.Previous != 0 && r.Change == 0) b.vChange = r.Last - r.Previous;
+  b.vOInt = r.OInt;
+  b.vVol = r.Vol;
+}
+
+// The bell's text: the stored symbol, the last price, and minute * 60 + second, so that it
+// differs from the one before for any new price or second.
+void RingData(QUOTLINKBAS& bas, const SimboloRec& r, double now) {
+  std::string& text = bas.data_text;
+  text.assign(r.Simbolo, sizeof r.Simbolo);
+  text.push_back(' ');
+  AppendPlainNumber(&text, r.Last, 7);
+  text.push_back(' ');
+  const double seconds_of_day = std::round((now - std::floor(now)) * 86400.0);
+  const auto s = static_cast<int64_t>(seconds_of_day) % 3600;
+  AppendPlainNumber(&text, static_cast<double>(s), 7);
+  bas.Form().Data.SetText(text);
+}
+
+void Publish(QUOTLINKBAS& bas, int32_t index, ByteView symbol, bool record_packet) {
+  if (index < 1 || index > bas.Simbolos.size()) return;
+  QUOTLINKFRM& frm = bas.Form();
+  const SimboloRec& r = bas.Simbolos.at(index);
+  FillBoard(frm.board, r, symbol);
+  const double now = bas.clock().Now();
+  if (!record_packet) {
+    const auto minutes =
+        static_cast<int64_t>(std::round((now - std::floor(now)) * 1440.0 * 60.0)) / 60;
+    frm.board.vTime = static_cast<float>((minutes / 60) % 24 * 100 + minutes % 60);
+  }
+  frm.board.fFlag = record_packet ? 1 : 0;
+  RingData(bas, r, now);  // subscribers run here and may do anything
+  if (record_packet) return;
+  if (index <= bas.Simbolos.size()) bas.Simbolos.at(index).LastUpdate = std::floor(now);
+}
+
+}  // namespace
+
+void PublishQuote(QUOTLINKBAS& bas, int32_t index, ByteView symbol) {
+  Publish(bas, index, symbol, false);
+}
+
+void PublishRecord(QUOTLINKBAS& bas, int32_t index, ByteView symbol) {
+  Publish(bas, index, symbol, true);
+}
+
+}  // namespace quotlink
