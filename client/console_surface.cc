@@ -39,33 +39,7 @@ void Lamp::SetColor(LampColor color) {
 void TextSignal::SetText(std::string_view text) {
   if (text == text_) return;
   text_.assign(text);
-  ++depth_;
-  // Index walk over a deque: a subscriber added meanwhile is appended and runs too, one removed
-  // meanwhile is only marked and skipped.
-  for (size_t i = 0; i < subscribers_.size(); ++i) {
-    if (subscribers_[i].active) subscribers_[i].handler();
-  }
-  if (--depth_ == 0) {
-    while (!subscribers_.empty() && !subscribers_.back().active)
-      subscribers_.pop_back();
-    while (!subscribers_.empty() && !subscribers_.front().active)
-      subscribers_.pop_front();
-  }
-}
-
-int TextSignal::Subscribe(Handler handler) {
-  const int id = next_id_++;
-  subscribers_.push_back(Subscriber{id, true, std::move(handler)});
-  return id;
-}
-
-void TextSignal::Unsubscribe(int id) {
-  for (auto& s : subscribers_) {
-    if (s.id == id) s.active = false;
-  }
-  if (depth_ == 0) {
-    std::erase_if(subscribers_, [](const Subscriber& s) { return !s.active; });
-  }
+  subscribers_.Fire();
 }
 
 int32_t WatchList::Find(std::string_view text) const {

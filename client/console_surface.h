@@ -7,11 +7,12 @@
 
 #include <cstdint>
 #include <deque>
-#include <functional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
+
+#include "client/subscribers.h"
 
 namespace quotlink {
 
@@ -79,24 +80,17 @@ class Lamp {
 // runs nothing. A subscriber may subscribe, unsubscribe or set the text again from inside.
 class TextSignal {
  public:
-  using Handler = std::function<void()>;
+  using Handler = Subscribers::Handler;
 
   void SetText(std::string_view text);
   const std::string& Text() const { return text_; }
   // Returns an id above 0 for Unsubscribe.
-  int Subscribe(Handler handler);
-  void Unsubscribe(int id);
+  int Subscribe(Handler handler) { return subscribers_.Subscribe(std::move(handler)); }
+  void Unsubscribe(int id) { subscribers_.Unsubscribe(id); }
 
  private:
-  struct Subscriber {
-    int id;
-    bool active;
-    Handler handler;
-  };
   std::string text_;
-  std::deque<Subscriber> subscribers_;  // a deque keeps a running handler in place
-  int next_id_ = 1;
-  int depth_ = 0;
+  Subscribers subscribers_;
 };
 
 // The watch list `DTNSYMBOLS`: symbol texts, positions counted from 1, in the order added.
