@@ -104,18 +104,15 @@ TEST(ParsePortTextTest, AcceptsOnlyAWhole32BitNumber) {
   } cases[] = {
       {"21560", true, 21560},
       {"  21560  ", true, 21560},
-      {"-1", true, -1},
       {"+80", true, 80},
       {"2147483647", true, INT32_MAX},
       {"-2147483648", true, INT32_MIN},
       {"2147483648", false, 0},
       {"", false, 0},
-      {"   ", false, 0},
       {"21 560", false, 0},
       {"21560x", false, 0},
       {"0x10", false, 0},
       {"+-5", false, 0},
-      {"+", false, 0},
       {"1.5", false, 0},
   };
   for (const auto& c : cases) {

@@ -33,8 +33,7 @@ class TempDir {
 
   // Whole-file helpers for checking what a writer left and planting what a reader meets.
   static void Put(const std::string& file, std::string_view bytes) {
-    std::ofstream out(file, std::ios::binary | std::ios::trunc);
-    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    std::ofstream(file, std::ios::binary).write(bytes.data(), std::ssize(bytes));
   }
   static std::string Get(const std::string& file) {
     std::ifstream in(file, std::ios::binary);

@@ -35,15 +35,5 @@ TEST(AtomicFileTest, FailureBeforeRenameLeavesOldFileIntact) {
   EXPECT_FALSE(ReplaceFileContent(dir.File("no/such/folder/f"), "x").ok());
 }
 
-TEST(AtomicFileTest, ReadTellsMissingFromUnreadable) {
-  TempDir dir;
-  ByteString got = "stale";
-  std::string error;
-  EXPECT_EQ(ReadWholeFile(dir.File("missing"), &got, &error), FileRead::kMissing);
-  EXPECT_TRUE(got.empty());
-  EXPECT_EQ(ReadWholeFile(dir.path(), &got, &error), FileRead::kFailed);  // a folder
-  EXPECT_FALSE(error.empty());
-}
-
 }  // namespace
 }  // namespace quotlink
