@@ -52,14 +52,14 @@ class FakeClock : public Clock {
   double Now() const override { return start_date_ + static_cast<double>(ms_) / kMsPerDay; }
   int64_t MonotonicMs() const override { return ms_; }
   int BeginIdle(int ms) override { return ms < real_slice_ms_ ? ms : real_slice_ms_; }
+  // Woken early, it still moves on a millisecond: a descriptor that stays ready without being
+  // read can't hold simulated time still.
   void EndIdle(int ms, bool woken) override {
-    if (!woken && ms > 0) ms_ += ms;
+    if (ms > 0) ms_ += woken ? 1 : ms;
   }
 
   void Advance(int64_t ms) { ms_ += ms; }
-  void SetDate(double date) {
-    start_date_ = date - static_cast<double>(ms_) / kMsPerDay;
-  }
+  void SetDate(double date) { start_date_ = date - static_cast<double>(ms_) / kMsPerDay; }
 
  private:
   double start_date_;

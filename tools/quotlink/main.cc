@@ -1,0 +1,227 @@
+// quotlink: the feeder with a command-line client. See Usage() or `quotlink --help`.
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "client/console_log.h"
+#include "client/quotlinkbas.h"
+#include "client/quotlinkcls.h"
+#include "client/quotlinkfrm.h"
+#include "client/settings.h"
+#include "platform/poll_loop.h"
+#include "platform/posix_socket.h"
+#include "platform/signal_watch.h"
+#include "tools/quotlink/line_reader.h"
+#include "tools/quotlink/quote_output.h"
+
+namespace quotlink {
+namespace {
+
+const char kUsage[] =
+    "Usage: quotlink watch [--folder DIR] [--server HOST[:PORT]] [--local-port N] [--json]\n"
+    "                      [--console=none|log] [SYMBOL...]\n"
+    "       quotlink --help\n"
+    "\n"
+    "Starts the feeder against the feed server named in the settings file, puts each SYMBOL\n"
+    "on its watch list, and prints every quote it hears of.\n"
+    "\n"
+    "  --folder DIR       parent folder of the feeder's files, which go to DIR/DTN/\n"
+    "                     (default: $XDG_DATA_HOME/quotlink, or ~/.local/share/quotlink)\n"
+    "  --server HOST[:PORT]  feed server address (and TCP port), saved in QUOTLINKINFO.DAT\n"
+    "                     before the start, as the console's Restart button would\n"
+    "  --local-port N     local UDP port, saved the same way\n"
+    "  --json             one JSON object per quote and line, with the keys Simbolo, Last,\n"
+    "                     LastS, Bid, BidS, Ask, AskS, Change, OpenV, High, Low, Previous, OInt,\n"
+    "                     Vol, TimeV, Flag, ComunicationOK (default: aligned rows)\n"
+    "  --console=log      the console's captions, lamp, messages and beeps on standard error\n"
+    "  --console=none     no console output (the default)\n"
+    "\n"
+    "Commands on standard input, one per line, handled as they arrive:\n"
+    "  add SYMBOL    put SYMBOL on the watch list\n"
+    "  get SYMBOL    print the stored quote of SYMBOL (Flag 1)\n"
+    "  show          bring the console to the front\n"
+    "  restart       restart the session with the current settings\n"
+    "  quit          save SYMBOLS.DAT and end (so do end of input, SIGINT and SIGTERM)\n";
+
+struct Options {
+  std::string folder;
+  std::string server_host;
+  int32_t server_port = -1;
+  int32_t local_port = -1;
+  bool json = false;
+  bool log = false;
+  std::vector<std::string> symbols;
+};
+
+int Fail(const std::string& message) {
+  std::fprintf(stderr, "quotlink: %s\n(try 'quotlink --help')\n", message.c_str());
+  return 2;
+}
+
+std::string DefaultFolder() {
+  if (const char* xdg = std::getenv("XDG_DATA_HOME"); xdg != nullptr && *xdg != '\0') {
+    return std::string(xdg) + "/quotlink";
+  }
+  const char* home = std::getenv("HOME");
+  return std::string(home != nullptr ? home : ".") + "/.local/share/quotlink";
+}
+
+// Returns 0 when the options are good, else the exit code after the message.
+int ParseWatch(const std::vector<std::string>& args, Options* o) {
+  for (size_t i = 0; i < args.size(); ++i) {
+    const std::string& a = args[i];
+    auto value = [&](std::string* out) {
+      if (i + 1 >= args.size()) return false;
+      *out = args[++i];
+      return true;
+    };
+    std::string v;
+    if (a == "--folder") {
+      if (!value(&o->folder) || o->folder.empty()) return Fail("--folder needs a folder");
+    } else if (a == "--server") {
+      if (!value(&v) || v.empty()) return Fail("--server needs HOST or HOST:PORT");
+      const auto colon = v.rfind(':');
+      o->server_host = v.substr(0, colon);
+      if (colon != std::string::npos) {
+        if (!ParsePortText(v.substr(colon + 1), &o->server_port) || o->server_port < 0 ||
+            o->server_port > 65535) {
+          return Fail("bad port in --server '" + v + "'");
+        }
+      }
+      if (o->server_host.empty()) return Fail("--server needs a host");
+    } else if (a == "--local-port") {
+      if (!value(&v) || !ParsePortText(v, &o->local_port) || o->local_port < 0 ||
+          o->local_port > 65535) {
+        return Fail("--local-port needs a port number from 0 to 65535");
+      }
+    } else if (a == "--json") {
+      o->json = true;
+    } else if (a == "--console=log") {
+      o->log = true;
+    } else if (a == "--console=none") {
+      o->log = false;
+    } else if (a.rfind("--", 0) == 0) {
+      return Fail("unknown option '" + a + "'");
+    } else {
+      o->symbols.push_back(a);
+    }
+  }
+  if (o->folder.empty()) o->folder = DefaultFolder();
+  return 0;
+}
+
+// Writes the server and port options into the settings file before the start.
+int SaveServerOptions(const Options& o, const std::string& data_folder) {
+  if (o.server_host.empty() && o.local_port < 0) return 0;
+  Settings s;
+  if (Status st = ReadSettings(data_folder, &s); !st.ok()) {
+    std::fprintf(stderr, "quotlink: %s\n", st.message().c_str());
+    return 1;
+  }
+  if (!o.server_host.empty()) s.FeedAddress = o.server_host;
+  if (o.server_port >= 0) s.FeedPort = o.server_port;
+  if (o.local_port >= 0) s.LocalPort = o.local_port;
+  if (Status st = WriteSettings(data_folder, s); !st.ok()) {
+    std::fprintf(stderr, "quotlink: %s\n", st.message().c_str());
+    return 1;
+  }
+  return 0;
+}
+
+int Watch(const Options& o) {
+  std::error_code ec;
+  std::filesystem::create_directories(o.folder, ec);
+  if (ec) {
+    std::fprintf(stderr, "quotlink: cannot create %s: %s\n", o.folder.c_str(),
+                 ec.message().c_str());
+    return 1;
+  }
+  const std::string data_folder = DataFolderFrom(o.folder);
+  CreateDataFolder(data_folder);
+  if (int rc = SaveServerOptions(o, data_folder); rc != 0) return rc;
+
+  SystemClock clock;
+  PollLoop loop(&clock);
+  PosixSocketFactory sockets(&loop);
+  ConsoleLog log(stderr);
+  QUOTLINKBAS bas(&loop, &sockets, o.log ? &log : nullptr);
+  QUOTLINKCls feeder(&bas);
+
+  auto print = [&] {
+    const QuoteView q = ViewOf(feeder);
+    const std::string line = o.json ? QuoteJson(q) : QuoteRow(q);
+    std::fprintf(stdout, "%s\n", line.c_str());
+    std::fflush(stdout);
+  };
+  feeder.OnFeederReady(print);
+  if (!o.json) {
+    std::fprintf(stdout, "%s\n", QuoteRowHeader().c_str());
+    std::fflush(stdout);
+  }
+
+  SignalWatch signals(&loop, [&](int) { feeder.Release(); });
+  // Commands are read through the loop, so they are handled inside the session's waits too.
+  LineReader commands(
+      &loop, STDIN_FILENO,
+      [&](const std::string& line) {
+        const auto space = line.find(' ');
+        const std::string verb = line.substr(0, space);
+        const std::string arg = space == std::string::npos ? "" : line.substr(space + 1);
+        if (verb == "add" && !arg.empty()) {
+          feeder.AddSimbolos(arg);
+        } else if (verb == "get" && !arg.empty()) {
+          feeder.GetData(arg);
+        } else if (verb == "show" && arg.empty()) {
+          if (Status st = feeder.ShowMe(); !st.ok()) {
+            std::fprintf(stderr, "quotlink: show: %s\n", st.message().c_str());
+          }
+        } else if (verb == "restart" && arg.empty()) {
+          if (bas.HasForm() && bas.Form().loaded()) bas.Form().Command2_Click();
+        } else if (verb == "quit" && arg.empty()) {
+          feeder.Release();
+        } else if (!line.empty()) {
+          std::fprintf(stderr, "quotlink: unknown command '%s' (add, get, show, restart, quit)\n",
+                       line.c_str());
+        }
+      },
+      [&] { feeder.Release(); });
+
+  if (Status st = feeder.Iniciar(o.folder); !st.ok()) {
+    if (bas.ended()) return 0;
+    std::fprintf(stderr, "quotlink: cannot start: %s\n", st.message().c_str());
+    return 1;
+  }
+  for (const std::string& s : o.symbols)
+    feeder.AddSimbolos(s);
+  while (!bas.ended())
+    loop.RunOnce(1000);
+  return 0;
+}
+
+}  // namespace
+}  // namespace quotlink
+
+int main(int argc, char** argv) {
+  using namespace quotlink;
+  std::vector<std::string> args(argv + 1, argv + argc);
+  if (args.empty()) return Fail("missing command");
+  if (args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
+    std::fputs(kUsage, stdout);
+    return 0;
+  }
+  if (args[0] != "watch") return Fail("unknown command '" + args[0] + "'");
+  args.erase(args.begin());
+  for (const auto& a : args) {
+    if (a == "--help" || a == "-h") {
+      std::fputs(kUsage, stdout);
+      return 0;
+    }
+  }
+  Options o;
+  if (int rc = ParseWatch(args, &o); rc != 0) return rc;
+  return Watch(o);
+}
