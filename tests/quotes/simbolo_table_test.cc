@@ -12,25 +12,7 @@
 #include <tuple>
 #include <vector>
 
-// Counts every allocation of the test binary, so that a test can check that a path allocates
-// nothing.
-namespace {
-std::atomic<long> g_allocations{0};
-}  // namespace
-
-void* operator new(std::size_t n) {
-  g_allocations.fetch_add(1, std::memory_order_relaxed);
-  if (void* p = std::malloc(n == 0 ? 1 : n)) return p;
-  throw std::bad_alloc();
-}
-// Out of line: inlined into a delete expression, the call of free() looks to the compiler like
-// the wrong release of what operator new gave.
-[[gnu::noinline]] void operator delete(void* p) noexcept {
-  std::free(p);
-}
-[[gnu::noinline]] void operator delete(void* p, std::size_t) noexcept {
-  std::free(p);
-}
+#include "tests/support/alloc_counter.h"
 
 namespace quotlink {
 namespace {
@@ -270,14 +252,14 @@ TEST(SimboloTableTest, FindAndCaptionAllocateNothing) {
   std::string caption;
   caption.reserve(64);
 
-  const long before = g_allocations.load();
+  const long before = AllocationCount();
   int32_t found = 0;
   for (int32_t code = -5; code < 1005; ++code) {
     const int32_t i = t.Find("KEYS", code);
     FormatFindCaption(&caption, "SYMBOL", i);
     found += i > 0 ? 1 : 0;
   }
-  EXPECT_EQ(g_allocations.load() - before, 0);
+  EXPECT_EQ(AllocationCount() - before, 0);
   EXPECT_EQ(found, 1000);
 }
 
