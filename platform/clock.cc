@@ -10,8 +10,8 @@ double SystemClock::Now() const {
   std::tm local{};
   localtime_r(&ts.tv_sec, &local);
   // Local seconds since 1970, then days; the date counts local days, as the feed's users read it.
-  const double local_seconds = static_cast<double>(ts.tv_sec + local.tm_gmtoff) +
-                               static_cast<double>(ts.tv_nsec) / 1e9;
+  const double local_seconds =
+      static_cast<double>(ts.tv_sec + local.tm_gmtoff) + static_cast<double>(ts.tv_nsec) / 1e9;
   return kUnixEpochAsDate + local_seconds / 86400.0;
 }
 

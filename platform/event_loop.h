@@ -51,7 +51,8 @@ class EventLoop {
   // Runs until Quit(). Quit() may be called from any handler; Run() returns after that handler.
   void Run() {
     quit_ = false;
-    while (!quit_) RunOnce(kRunSliceMs);
+    while (!quit_)
+      RunOnce(kRunSliceMs);
   }
   void Quit() { quit_ = true; }
   bool quitting() const { return quit_; }

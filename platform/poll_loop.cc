@@ -33,8 +33,8 @@ void PollLoop::RemoveFd(int id) {
 int PollLoop::AddTimer(int interval_ms, TimerHandler handler) {
   const int id = next_id_++;
   if (interval_ms < 1) interval_ms = 1;
-  timers_.emplace(id, TimerEntry{interval_ms, clock_->MonotonicMs() + interval_ms, false,
-                                 std::move(handler)});
+  timers_.emplace(
+      id, TimerEntry{interval_ms, clock_->MonotonicMs() + interval_ms, false, std::move(handler)});
   return id;
 }
 

@@ -61,7 +61,7 @@ class PollLoop : public EventLoop {
   std::map<int, FdEntry> fds_;
   std::map<int, TimerEntry> timers_;
   std::deque<Scratch> scratch_;  // one per depth of nesting; a deque keeps references stable
-  uint64_t polls_ = 0;  // counts poll() calls, so a pass can tell stale readiness
+  uint64_t polls_ = 0;           // counts poll() calls, so a pass can tell stale readiness
   int depth_ = 0;
   bool sweep_needed_ = false;
 };

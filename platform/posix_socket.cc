@@ -15,9 +15,13 @@
 namespace quotlink {
 namespace {
 
-Status Errno(const char* what) { return Status::Error(std::string(what) + ": " + strerror(errno)); }
+Status Errno(const char* what) {
+  return Status::Error(std::string(what) + ": " + strerror(errno));
+}
 
-bool PortInRange(int32_t port) { return port >= 0 && port <= 65535; }
+bool PortInRange(int32_t port) {
+  return port >= 0 && port <= 65535;
+}
 
 }  // namespace
 
@@ -38,7 +42,9 @@ bool ResolveIpv4(const std::string& host, uint32_t* addr) {
   return true;
 }
 
-PosixSocket::~PosixSocket() { (void)Close(); }
+PosixSocket::~PosixSocket() {
+  (void)Close();
+}
 
 Status PosixSocket::Bind() {
   if (protocol_ != Protocol::kUdp) return Status::Error("Bind: not a datagram socket");
@@ -158,8 +164,7 @@ void PosixSocket::UpdateInterest() {
   if (reg_ == 0) return;
   const bool want_write =
       state_ == State::kConnecting || (state_ == State::kConnected && out_start_ < out_.size());
-  const bool want_read =
-      state_ == State::kBound || (state_ == State::kConnected && !peer_closed_);
+  const bool want_read = state_ == State::kBound || (state_ == State::kConnected && !peer_closed_);
   loop_->SetFdInterest(reg_, want_read, want_write);
 }
 

@@ -11,11 +11,11 @@
 namespace quotlink {
 
 struct SimboloRec {
-  char Simbolo[12];      // symbol text, left-justified, blank-filled (all NUL when never written)
-  char DatabaseKey[4];   // key of the record's layout, in wire order; opaque bytes
-  int32_t SymbolCode;    // the feed's number of the instrument within that layout
-  int32_t QuoteFlags;    // flag word of format code 44; steers a "LAST" field
-  int16_t PrimaryFormat;    // stands in for format code 45; -1 while unknown
+  char Simbolo[12];       // symbol text, left-justified, blank-filled (all NUL when never written)
+  char DatabaseKey[4];    // key of the record's layout, in wire order; opaque bytes
+  int32_t SymbolCode;     // the feed's number of the instrument within that layout
+  int32_t QuoteFlags;     // flag word of format code 44; steers a "LAST" field
+  int16_t PrimaryFormat;  // stands in for format code 45; -1 while unknown
   int16_t SecondaryFormat;  // stands in for format code 47; -1 while unknown
   float Previous;
   float Last;
@@ -39,7 +39,9 @@ struct SimboloRec {
 static_assert(std::is_trivially_copyable_v<SimboloRec>);
 
 // All zero: a new element of the table.
-inline SimboloRec ZeroSimboloRec() { return SimboloRec{}; }
+inline SimboloRec ZeroSimboloRec() {
+  return SimboloRec{};
+}
 
 // The working record of a walker for an instrument without a record: all zero but for the
 // definition fields, which start unset.

@@ -92,7 +92,8 @@ inline void PutLittle16(ByteString* dst, uint16_t v) {
   dst->push_back(static_cast<char>(v >> 8));
 }
 inline void PutLittle32(ByteString* dst, uint32_t v) {
-  for (int i = 0; i < 4; ++i) dst->push_back(static_cast<char>((v >> (8 * i)) & 0xFF));
+  for (int i = 0; i < 4; ++i)
+    dst->push_back(static_cast<char>((v >> (8 * i)) & 0xFF));
 }
 
 }  // namespace quotlink

@@ -1,7 +1,7 @@
 #include "platform/poll_loop.h"
 
-#include <gtest/gtest.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <vector>

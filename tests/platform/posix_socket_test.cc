@@ -54,7 +54,8 @@ TEST(PosixSocketTest, ConnectsSendsLargeDataInOrderAndReceives) {
 
   // More than the kernel takes at once: the rest must follow, in order, as the peer reads.
   ByteString big;
-  for (int i = 0; i < 4'000'000; ++i) big.push_back(static_cast<char>(i % 251));
+  for (int i = 0; i < 4'000'000; ++i)
+    big.push_back(static_cast<char>(i % 251));
   ASSERT_TRUE(tcp.SendData(big).ok());
   ASSERT_TRUE(tcp.SendData(ByteView("tail\0", 5)).ok());
   ByteString got;
