@@ -1,6 +1,7 @@
 // quotlink: the feeder with a command-line client. See Usage() or `quotlink --help`.
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -15,6 +16,7 @@
 #include "platform/poll_loop.h"
 #include "platform/posix_socket.h"
 #include "platform/signal_watch.h"
+#include "tools/quotlink/demo_feed.h"
 #include "tools/quotlink/line_reader.h"
 #include "tools/quotlink/quote_output.h"
 
@@ -24,6 +26,7 @@ namespace {
 const char kUsage[] =
     "Usage: quotlink watch [--folder DIR] [--server HOST[:PORT]] [--local-port N] [--json]\n"
     "                      [--console=none|log] [SYMBOL...]\n"
+    "       quotlink demo [the options of watch]\n"
     "       quotlink --help\n"
     "\n"
     "Starts the feeder against the feed server named in the settings file, puts each SYMBOL\n"
@@ -39,6 +42,10 @@ const char kUsage[] =
     "                     Vol, TimeV, Flag, ComunicationOK (default: aligned rows)\n"
     "  --console=log      the console's captions, lamp, messages and beeps on standard error\n"
     "  --console=none     no console output (the default)\n"
+    "\n"
+    "demo starts the built-in feed simulator on loopback and watches a few of its symbols\n"
+    "(ES NQ CL EURUSD IBM unless SYMBOLs are given); its files go to the folder quotlink-demo\n"
+    "beside the default one.\n"
     "\n"
     "Commands on standard input, one per line, handled as they arrive:\n"
     "  add SYMBOL    put SYMBOL on the watch list\n"
@@ -213,7 +220,8 @@ int main(int argc, char** argv) {
     std::fputs(kUsage, stdout);
     return 0;
   }
-  if (args[0] != "watch") return Fail("unknown command '" + args[0] + "'");
+  const std::string command = args[0];
+  if (command != "watch" && command != "demo") return Fail("unknown command '" + command + "'");
   args.erase(args.begin());
   for (const auto& a : args) {
     if (a == "--help" || a == "-h") {
@@ -222,6 +230,23 @@ int main(int argc, char** argv) {
     }
   }
   Options o;
+  if (command == "demo") {
+    // The demo keeps its own folder: its server settings mustn't replace the user's.
+    const bool own_folder = std::find(args.begin(), args.end(), "--folder") != args.end();
+    if (int rc = ParseWatch(args, &o); rc != 0) return rc;
+    if (!own_folder) o.folder += "-demo";
+    DemoFeed feed;
+    std::string error;
+    if (!feed.Start(argv[0], &error)) {
+      std::fprintf(stderr, "quotlink: demo: %s\n", error.c_str());
+      return 1;
+    }
+    o.server_host = "127.0.0.1";
+    o.server_port = feed.tcp_port();
+    o.local_port = feed.udp_port();
+    if (o.symbols.empty()) o.symbols = {"ES", "NQ", "CL", "EURUSD", "IBM"};
+    return Watch(o);
+  }
   if (int rc = ParseWatch(args, &o); rc != 0) return rc;
   return Watch(o);
 }
