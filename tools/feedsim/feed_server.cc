@@ -24,7 +24,6 @@ constexpr int64_t kFastBatch = 500;
 constexpr size_t kTcpHighWater = 1 << 20;
 // One stall frame in this many streamed packets.
 constexpr uint64_t kStallEvery = 1000;
-constexpr int kOverflowBurstDelayMs = 5000;
 constexpr size_t kOverflowBurstSize = kFeederBufferLimit + 10000;
 
 std::string AddressText(const sockaddr_in& a) {
@@ -167,7 +166,7 @@ void FeedServer::StartConnectionTimers() {
                                   [this] { CloseClient("dropped on purpose (--drop-after)"); });
   }
   if (options_.overflow_burst) {
-    burst_timer_ = loop_->AddTimer(kOverflowBurstDelayMs, [this] {
+    burst_timer_ = loop_->AddTimer(options_.overflow_burst_delay_ms, [this] {
       loop_->RemoveTimer(burst_timer_);
       burst_timer_ = 0;
       // Neither a marker nor a zero: the feeder can't cut a thing out of it, and its buffer
@@ -333,7 +332,7 @@ void FeedServer::StreamTick() {
   const int64_t now = loop_->clock().MonotonicMs();
   const double elapsed = static_cast<double>(now - last_tick_ms_) / 1000.0;
   last_tick_ms_ = now;
-  if (client_fd_ < 0 || count_reached_) return;
+  if (client_fd_ < 0) return;
   bool sent = false;
   int64_t budget;
   if (options_.rate > 0) {
@@ -346,7 +345,8 @@ void FeedServer::StreamTick() {
     budget = kFastBatch;
   }
   const bool tcp_used = options_.path != StreamPath::kUdp;
-  while (budget > 0 && client_fd_ >= 0 && !(tcp_used && TcpBacklog() > kTcpHighWater)) {
+  while (!count_reached_ && budget > 0 && client_fd_ >= 0 &&
+         !(tcp_used && TcpBacklog() > kTcpHighWater)) {
     SendPath path = options_.path == StreamPath::kTcp ? SendPath::kTcp : SendPath::kUdp;
     if (options_.path == StreamPath::kBoth) {
       path = next_on_udp_ ? SendPath::kUdp : SendPath::kTcp;

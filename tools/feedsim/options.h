@@ -32,7 +32,8 @@ struct SimOptions {
   int image_slow_ms = 0;
   bool stall = false;
   bool overflow_burst = false;
-  double drop_after = 0;  // seconds; 0: never
+  int overflow_burst_delay_ms = 5000;  // from the connection to the burst
+  double drop_after = 0;               // seconds; 0: never
   // Replay and capture.
   std::string replay_file;
   bool fast = false;

@@ -351,8 +351,7 @@ uint16_t Universe::Step(Instrument* inst, Rng* rng) const {
       inst->open_interest = static_cast<uint32_t>(
           std::max<int64_t>(0, int64_t{inst->open_interest} + rng->Uniform(-2, 3)));
     }
-    inst->bid = std::max(inst->step, inst->last - inst->step);
-    inst->ask = inst->last + inst->step;
+    // The bid and the ask stay: a trade's field list doesn't carry them.
     return kFlagTrade;
   }
   if (roll < 8) {
