@@ -77,7 +77,7 @@ std::string QuoteRow(const QuoteView& q) {
   char buf[240];
   const int t = static_cast<int>(q.TimeV);
   std::snprintf(buf, sizeof buf,
-                "%-12.12s %02d:%02d %12.6g %8.6g %12.6g %8.6g %12.6g %8.6g %+10.5g %12.8g %4d",
+                "%-12.12s %02d:%02d %12.6g %8.6g %12.6g %8.6g %12.6g %8.6g %+10.4g %12.8g %4d",
                 q.Simbolo.c_str(), t / 100, t % 100, q.Last, q.LastS, q.Bid, q.BidS, q.Ask, q.AskS,
                 q.Change, q.Vol, q.Flag);
   return buf;
