@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "platform/poll_loop.h"
+#include "tests/support/child_process.h"
 #include "tests/support/quote_feeder.h"
 #include "tests/support/scripted_feed.h"
 #include "tests/support/temp_dir.h"
@@ -29,50 +30,6 @@ int FreeUdpPort() {
   close(fd);
   return ntohs(sa.sin_port);
 }
-
-// A child process with pipes on its standard input and output.
-struct Child {
-  pid_t pid = -1;
-  int in = -1;
-  int out = -1;
-  explicit Child(const std::vector<std::string>& argv) {
-    int to[2], from[2];
-    EXPECT_EQ(pipe(to), 0);
-    EXPECT_EQ(pipe(from), 0);
-    pid = fork();
-    if (pid == 0) {
-      dup2(to[0], 0);
-      dup2(from[1], 1);
-      close(to[1]);
-      close(from[0]);
-      std::vector<char*> args;
-      for (const auto& a : argv)
-        args.push_back(const_cast<char*>(a.c_str()));
-      args.push_back(nullptr);
-      execv(args[0], args.data());
-      _exit(127);
-    }
-    close(to[0]);
-    close(from[1]);
-    in = to[1];
-    out = from[0];
-    fcntl(out, F_SETFL, O_NONBLOCK);
-  }
-  int Wait() {
-    int status = 0;
-    waitpid(pid, &status, 0);
-    pid = -1;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  }
-  ~Child() {
-    if (pid > 0) {
-      kill(pid, SIGKILL);
-      waitpid(pid, nullptr, 0);
-    }
-    if (in >= 0) close(in);
-    if (out >= 0) close(out);
-  }
-};
 
 TEST(QuotlinkProgramTest, WatchPrintsJsonQuotesAndSavesTheTableOnQuit) {
   TempDir dir;
@@ -104,9 +61,9 @@ TEST(QuotlinkProgramTest, WatchPrintsJsonQuotesAndSavesTheTableOnQuit) {
     }
   };
 
-  Child child({QUOTLINK_BIN, "watch", "--folder", dir.path() + "user", "--server",
-               "127.0.0.1:" + std::to_string(feed.port()), "--local-port",
-               std::to_string(FreeUdpPort()), "--json", "ES"});
+  ChildProcess child({QUOTLINK_BIN, "watch", "--folder", dir.path() + "user", "--server",
+                      "127.0.0.1:" + std::to_string(feed.port()), "--local-port",
+                      std::to_string(FreeUdpPort()), "--json", "ES"});
   std::string out;
   const int reg = loop.AddFd(child.out, true, false, [&](int) {
     char buf[4096];
@@ -142,12 +99,12 @@ TEST(QuotlinkProgramTest, BadArgumentsGetAClearErrorAndHelpDocumentsTheCommands)
                                              {}}) {
     std::vector<std::string> argv = {QUOTLINK_BIN};
     argv.insert(argv.end(), args.begin(), args.end());
-    Child child(argv);
+    ChildProcess child(argv);
     close(child.in);
     child.in = -1;
     EXPECT_EQ(child.Wait(), 2);
   }
-  Child help({QUOTLINK_BIN, "--help"});
+  ChildProcess help({QUOTLINK_BIN, "--help"});
   EXPECT_EQ(help.Wait(), 0);
   std::string text(8192, '\0');
   const ssize_t n = read(help.out, text.data(), text.size());
