@@ -212,7 +212,14 @@ ByteString QuoteStream::NextPacket(int* quotes) {
   for (int i = 0; i < n; ++i) {
     Instrument* inst =
         same[static_cast<size_t>(rng_.Uniform(0, static_cast<int64_t>(same.size()) - 1))];
-    const uint16_t moved = u.Step(inst, &rng_);
+    // A short record lacks the sizes, volumes and the day's range: it may only carry a move
+    // of the quotes, or the feeder would never hear of the rest.
+    uint16_t moved = kFlagBid;
+    if (positional && !full) {
+      u.Requote(inst, &rng_);
+    } else {
+      moved = u.Step(inst, &rng_);
+    }
     batch.push_back(positional ? PositionalQuote(u, *inst, full) : FieldListQuote(u, *inst, moved));
   }
   if (quotes != nullptr) *quotes = n;

@@ -364,6 +364,12 @@ uint16_t Universe::Step(Instrument* inst, Rng* rng) const {
   return kFlagAsk;
 }
 
+void Universe::Requote(Instrument* inst, Rng* rng) const {
+  const int64_t spread = rng->Uniform(1, 3) * inst->step;
+  inst->bid = std::max(inst->step, inst->last - spread);
+  inst->ask = inst->last + spread;
+}
+
 void Universe::NewDay() {
   for (Instrument& inst : instruments_)
     StartDay(&inst);

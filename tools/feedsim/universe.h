@@ -150,6 +150,10 @@ class Universe {
   // Moves one instrument: a trade, or a new bid or ask. Returns the flag bit of what moved.
   uint16_t Step(Instrument* inst, Rng* rng) const;
 
+  // Moves only the bid and the ask prices of `inst`, sizes kept: a move that the short record
+  // (CountA fields) carries whole.
+  void Requote(Instrument* inst, Rng* rng) const;
+
   // A new trading day: the last price becomes the previous close and the volume starts at 0.
   void NewDay();
 
