@@ -323,7 +323,9 @@ TEST(FeedsimServer, StreamSendsTheCountOfQuotesOnItsPaths) {
     SCOPED_TRACE(c.name);
     SimLink link;
     SimOptions o;
-    o.rate = 0;
+    // Datagrams sent faster than the test reads them are lost in the kernel: only TCP goes
+    // as fast as the link takes it.
+    o.rate = c.path == StreamPath::kTcp ? 0 : 20000;
     o.count = 400;
     o.path = c.path;
     o.split_datagrams = c.split;
