@@ -1,0 +1,228 @@
+// The feeder over real loopback sockets: a sender thread plays the feed (greets, answers the
+// watch list reset, sends the image), then sends a fixed count of quotes as fast as it can on
+// TCP, and on UDP at several rates. The feeder, on this thread as always, counts the quotes
+// that reach FeederReady. Reports quotes/s and, for UDP, the share lost.
+//
+// Not a Google Benchmark: one run is a whole session of seconds. Usage:
+//   quotlink_loopback_bench [QUOTES]     (default 200000)
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "client/quotlinkbas.h"
+#include "client/quotlinkcls.h"
+#include "client/quotlinkfrm.h"
+#include "platform/poll_loop.h"
+#include "platform/posix_socket.h"
+#include "tests/support/quote_feeder.h"
+#include "tests/support/temp_dir.h"
+#include "tools/imagegen/image_writer.h"
+
+namespace quotlink {
+namespace {
+
+constexpr int kSymbols = 100;
+
+std::string Sym(int i) {
+  return "S" + std::to_string(i);
+}
+
+// One quote packet per quote, its last price the quote's number, so every one rings the bell.
+ByteString QuoteFrame(int n) {
+  const int code = n % kSymbols;
+  return QuotePacket(
+      kEquityKey, 1, 6, 1,
+      Quote(Sym(code), 6, code, 1, ByteString("\x03", 1) + Be(static_cast<uint32_t>(n), 4)));
+}
+
+struct Feed {
+  int listener = -1;
+  int port = 0;
+  int udp_port = 0;
+  std::atomic<int> phase{0};  // 0 session, 1 ready (image sent), 2 go tcp, 3 go udp, 4 done
+  std::atomic<int> udp_rate{0};
+  int count = 0;
+
+  void Run() {
+    const int c = accept(listener, nullptr, nullptr);
+    const int one = 1;
+    setsockopt(c, IPPROTO_TCP, 1 /*TCP_NODELAY*/, &one, sizeof one);
+    const ByteString image = WriteImage(TestImageLayout());
+    char req[8];
+    size_t got = 0;
+    while (phase.load() == 0) {
+      const ssize_t n = recv(c, req + got, sizeof req - got, 0);
+      if (n <= 0) return;
+      got += static_cast<size_t>(n);
+      if (got < 8) continue;
+      got = 0;
+      ByteString out;
+      if (req[1] == 28) out = StatusPacket(12);
+      if (req[1] == 5) {
+        for (const auto& f : CutImageIntoFrames(image, 400))
+          out += f;
+      }
+      if (req[1] == 13) phase = 1;
+      SendAll(c, out);
+    }
+    while (phase.load() < 2)
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    ByteString batch;
+    for (int n = 1; n <= count; ++n) {
+      batch += QuoteFrame(n);
+      if (batch.size() > 60000 || n == count) {
+        SendAll(c, batch);
+        batch.clear();
+      }
+    }
+    while (phase.load() < 3)
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    const int u = socket(AF_INET, SOCK_DGRAM, 0);
+    sockaddr_in to{};
+    to.sin_family = AF_INET;
+    to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    to.sin_port = htons(static_cast<uint16_t>(udp_port));
+    const auto start = std::chrono::steady_clock::now();
+    const int rate = udp_rate.load();
+    for (int n = 1; n <= count; ++n) {
+      if (rate > 0) {
+        const auto due = start + std::chrono::nanoseconds(int64_t{1000000000} * n / rate);
+        while (std::chrono::steady_clock::now() < due) {
+        }
+      }
+      const ByteString f = QuoteFrame(count + n);
+      sendto(u, f.data(), f.size(), 0, reinterpret_cast<sockaddr*>(&to), sizeof to);
+    }
+    close(u);
+    phase = 4;
+    while (phase.load() != 5)
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    close(c);
+  }
+  static void SendAll(int fd, ByteView b) {
+    while (!b.empty()) {
+      const ssize_t n = send(fd, b.data(), b.size(), MSG_NOSIGNAL);
+      if (n <= 0) return;
+      b.remove_prefix(static_cast<size_t>(n));
+    }
+  }
+};
+
+int FreeUdpPort() {
+  const int fd = socket(AF_INET, SOCK_DGRAM, 0);
+  sockaddr_in sa{};
+  sa.sin_family = AF_INET;
+  bind(fd, reinterpret_cast<sockaddr*>(&sa), sizeof sa);
+  socklen_t len = sizeof sa;
+  getsockname(fd, reinterpret_cast<sockaddr*>(&sa), &len);
+  close(fd);
+  return ntohs(sa.sin_port);
+}
+
+// One session; `udp_rate` 0 sends datagrams as fast as the sender can.
+void RunOnce(int count, int udp_rate, bool report_tcp) {
+  TempDir dir;
+  Feed feed;
+  feed.count = count;
+  feed.udp_rate = udp_rate;
+  feed.listener = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in sa{};
+  sa.sin_family = AF_INET;
+  sa.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  bind(feed.listener, reinterpret_cast<sockaddr*>(&sa), sizeof sa);
+  listen(feed.listener, 1);
+  socklen_t len = sizeof sa;
+  getsockname(feed.listener, reinterpret_cast<sockaddr*>(&sa), &len);
+  feed.port = ntohs(sa.sin_port);
+  feed.udp_port = FreeUdpPort();
+  TempDir::Put(dir.File("DTN/QUOTLINKINFO.DAT"), "");
+  std::filesystem::create_directories(dir.path() + "DTN");
+  TempDir::Put(dir.File("DTN/QUOTLINKINFO.DAT"), "127.0.0.1\r\n" + std::to_string(feed.port) +
+                                                     "\r\n" + std::to_string(feed.udp_port) +
+                                                     "\r\n");
+  std::thread sender([&] { feed.Run(); });
+
+  SystemClock clock;
+  PollLoop loop(&clock);
+  PosixSocketFactory sockets(&loop);
+  QUOTLINKBAS bas(&loop, &sockets, nullptr);
+  QUOTLINKCls obj(&bas);
+  int64_t ready = 0;
+  obj.OnFeederReady([&] { ++ready; });
+  if (!obj.Iniciar(dir.path()).ok()) {
+    std::fprintf(stderr, "cannot start the feeder\n");
+    std::exit(1);
+  }
+  for (int i = 0; i < kSymbols; ++i)
+    bas.Form().DTNSYMBOLS.Add(Sym(i));
+  while (feed.phase.load() < 1 || bas.QuotesEnabled == 0)
+    loop.RunOnce(10);
+  std::vector<SimboloRec> table;
+  for (int i = 0; i < kSymbols; ++i) {
+    SimboloRec r = NewWorkingRecord();
+    std::string s = Sym(i);
+    s.resize(12, ' ');
+    std::memcpy(r.Simbolo, s.data(), 12);
+    std::memcpy(r.DatabaseKey, kEquityKey.data(), 4);
+    r.SymbolCode = i;
+    table.push_back(r);
+  }
+  bas.Simbolos.ReplaceAll(std::move(table));
+
+  ready = 0;
+  auto start = std::chrono::steady_clock::now();
+  feed.phase = 2;
+  while (ready < count)
+    loop.RunOnce(10);
+  double secs = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  if (report_tcp) {
+    std::printf("TCP  %8d quotes  %9.0f quotes/s at FeederReady\n", count, count / secs);
+  }
+  ready = 0;
+  start = std::chrono::steady_clock::now();
+  feed.phase = 3;
+  while (feed.phase.load() < 4)
+    loop.RunOnce(10);
+  // What is still queued arrives within a moment; what the kernel dropped never will.
+  for (auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(300);
+       std::chrono::steady_clock::now() < end;) {
+    loop.RunOnce(10);
+  }
+  secs = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  std::printf("UDP  %8d quotes  sent at %9s/s  %9.0f quotes/s at FeederReady  lost %5.2f%%\n",
+              count, udp_rate == 0 ? "max" : std::to_string(udp_rate).c_str(), ready / secs,
+              100.0 * static_cast<double>(count - ready) / count);
+  std::fflush(stdout);
+  feed.phase = 5;
+  sender.join();
+  close(feed.listener);
+  obj.Release();
+}
+
+}  // namespace
+}  // namespace quotlink
+
+int main(int argc, char** argv) {
+  int count = 200000;
+  if (argc > 1) {
+    if (std::string(argv[1]) == "--help" || (count = std::atoi(argv[1])) <= 0) {
+      std::fprintf(stderr, "usage: quotlink_loopback_bench [QUOTES]\n");
+      return std::string(argv[1]) == "--help" ? 0 : 2;
+    }
+  }
+  bool first = true;
+  for (int rate : {50000, 100000, 200000, 0}) {
+    quotlink::RunOnce(count, rate, first);
+    first = false;
+  }
+  return 0;
+}
