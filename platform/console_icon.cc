@@ -79,7 +79,7 @@ std::array<unsigned char, 32 * 32 * 3> ConsoleIconPixels() {
   // The lamp: a round cyan light with a dark ring.
   for (int y = 22; y <= 30; ++y) {
     for (int x = 11; x <= 20; ++x) {
-      const int d = (2 * x - 31) * (2 * x - 31) + (2 * y - 53) * (2 * y - 53);
+      const int d = (2 * x - 31) * (2 * x - 31) + (2 * y - 52) * (2 * y - 52);
       if (d <= 49)
         c.Set(x, y, kCyan);
       else if (d <= 81)

@@ -118,6 +118,8 @@ FltkConsole::FltkConsole(FltkLoop* loop) : loop_(loop) {
   lamp_ = Make<Fl_Box>(kPicture1);
   lamp_->box(FL_DOWN_BOX);
   lamp_->color(FL_BACKGROUND_COLOR);
+  lamp_->labelfont(kRegular);
+  lamp_->labelsize(kFontPx);
   mensagem_ = StatusLabel(kMensagem);
   hide_ = Button(kCommand1, "Hide");
   hide_->callback(OnHide, this);

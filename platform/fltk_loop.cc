@@ -30,7 +30,7 @@ FltkLoop::~FltkLoop() {
 }
 
 void FltkLoop::ToolkitTurn() {
-  ++toolkit_turns_;
+  ++display_turns_;
   last_turn_ = Steady::now();
   Fl::check();
 }
@@ -51,6 +51,7 @@ void FltkLoop::FlushIfDue() {
   if (Steady::now() - last_turn_ < std::chrono::milliseconds(kFramePeriodMs)) return;
   // Only drawing: events wait for the next pass, so that no handler runs inside a caption
   // change.
+  ++display_turns_;
   last_turn_ = Steady::now();
   Fl::flush();
 }

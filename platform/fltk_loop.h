@@ -62,8 +62,8 @@ class FltkLoop : public EventLoop {
   // caption that must show during work that doesn't pump.
   void FlushIfDue();
 
-  // Turns the toolkit got so far (for tests of the pacing).
-  long toolkit_turns() const { return toolkit_turns_; }
+  // Times the display was served so far: toolkit turns and flushes (for tests of the pacing).
+  long display_turns() const { return display_turns_; }
 
  private:
   using Steady = std::chrono::steady_clock;
@@ -75,7 +75,7 @@ class FltkLoop : public EventLoop {
   PollLoop polls_;
   int display_reg_ = 0;
   Steady::time_point last_turn_;
-  long toolkit_turns_ = 0;
+  long display_turns_ = 0;
 };
 
 }  // namespace quotlink
