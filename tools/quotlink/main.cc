@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,8 @@
 #include "client/quotlinkcls.h"
 #include "client/quotlinkfrm.h"
 #include "client/settings.h"
+#include "platform/fltk_console.h"
+#include "platform/fltk_loop.h"
 #include "platform/poll_loop.h"
 #include "platform/posix_socket.h"
 #include "platform/signal_watch.h"
@@ -25,7 +28,7 @@ namespace {
 
 const char kUsage[] =
     "Usage: quotlink watch [--folder DIR] [--server HOST[:PORT]] [--local-port N] [--json]\n"
-    "                      [--console=none|log] [SYMBOL...]\n"
+    "                      [--console=window|log|none] [SYMBOL...]\n"
     "       quotlink demo [the options of watch]\n"
     "       quotlink --help\n"
     "\n"
@@ -40,8 +43,11 @@ const char kUsage[] =
     "  --json             one JSON object per quote and line, with the keys Simbolo, Last,\n"
     "                     LastS, Bid, BidS, Ask, AskS, Change, OpenV, High, Low, Previous, OInt,\n"
     "                     Vol, TimeV, Flag, ComunicationOK (default: aligned rows)\n"
+    "  --console=window   the console window \"DTN Control\" (the default when $DISPLAY\n"
+    "                     names a display that answers; otherwise the program says so and\n"
+    "                     runs without a console)\n"
     "  --console=log      the console's captions, lamp, messages and beeps on standard error\n"
-    "  --console=none     no console output (the default)\n"
+    "  --console=none     no console output (the default without a display)\n"
     "\n"
     "demo starts the built-in feed simulator on loopback and watches a few of its symbols\n"
     "(ES NQ CL EURUSD IBM unless SYMBOLs are given); its files go to the folder quotlink-demo\n"
@@ -54,13 +60,15 @@ const char kUsage[] =
     "  restart       restart the session with the current settings\n"
     "  quit          save SYMBOLS.DAT and end (so do end of input, SIGINT and SIGTERM)\n";
 
+enum class ConsoleChoice { kDefault, kWindow, kLog, kNone };
+
 struct Options {
   std::string folder;
   std::string server_host;
   int32_t server_port = -1;
   int32_t local_port = -1;
   bool json = false;
-  bool log = false;
+  ConsoleChoice console = ConsoleChoice::kDefault;
   std::vector<std::string> symbols;
 };
 
@@ -107,10 +115,12 @@ int ParseWatch(const std::vector<std::string>& args, Options* o) {
       }
     } else if (a == "--json") {
       o->json = true;
+    } else if (a == "--console=window") {
+      o->console = ConsoleChoice::kWindow;
     } else if (a == "--console=log") {
-      o->log = true;
+      o->console = ConsoleChoice::kLog;
     } else if (a == "--console=none") {
-      o->log = false;
+      o->console = ConsoleChoice::kNone;
     } else if (a.rfind("--", 0) == 0) {
       return Fail("unknown option '" + a + "'");
     } else {
@@ -139,6 +149,36 @@ int SaveServerOptions(const Options& o, const std::string& data_folder) {
   return 0;
 }
 
+// The console that the program shows and the loop that goes with it: a window needs the loop
+// that serves the window system as well.
+struct Console {
+  std::unique_ptr<EventLoop> loop;
+  std::unique_ptr<ConsoleView> view;
+  FltkConsole* window = nullptr;  // the view, when it is the window
+};
+
+Console MakeConsole(ConsoleChoice choice, Clock* clock) {
+  Console c;
+  if (choice == ConsoleChoice::kWindow || choice == ConsoleChoice::kDefault) {
+    if (WindowAvailable()) {
+      auto loop = std::make_unique<FltkLoop>(clock);
+      auto window = std::make_unique<FltkConsole>(loop.get());
+      c.window = window.get();
+      c.loop = std::move(loop);
+      c.view = std::move(window);
+      return c;
+    }
+    // Without a display in sight (no $DISPLAY), headless is what was expected: say nothing.
+    const char* display = std::getenv("DISPLAY");
+    if (choice == ConsoleChoice::kWindow || (display != nullptr && *display != '\0')) {
+      std::fprintf(stderr, "quotlink: no display to open a window on; running without a console\n");
+    }
+  }
+  c.loop = std::make_unique<PollLoop>(clock);
+  if (choice == ConsoleChoice::kLog) c.view = std::make_unique<ConsoleLog>(stderr);
+  return c;
+}
+
 int Watch(const Options& o) {
   std::error_code ec;
   std::filesystem::create_directories(o.folder, ec);
@@ -152,10 +192,11 @@ int Watch(const Options& o) {
   if (int rc = SaveServerOptions(o, data_folder); rc != 0) return rc;
 
   SystemClock clock;
-  PollLoop loop(&clock);
+  Console console = MakeConsole(o.console, &clock);
+  EventLoop& loop = *console.loop;
   PosixSocketFactory sockets(&loop);
-  ConsoleLog log(stderr);
-  QUOTLINKBAS bas(&loop, &sockets, o.log ? &log : nullptr);
+  QUOTLINKBAS bas(&loop, &sockets, console.view.get());
+  if (console.window != nullptr) console.window->Attach(&bas);
   QUOTLINKCls feeder(&bas);
 
   auto print = [&] {

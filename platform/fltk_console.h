@@ -1,0 +1,111 @@
+// The operator's window "DTN Control": a ConsoleView that lays the console's items out as a
+// window, with the buttons "Hide" and "Restart" and the three settings boxes.
+//
+// Captions are taken as they come (once per frame, often) but only mark their widget damaged;
+// the loop draws at the display's pace (see FltkLoop). The settings boxes are the operator's:
+// an edit goes straight into the surface's text (DTNIPT, DTNPORTT, LOCALPORTT), where
+// "Restart" reads it.
+#ifndef QUOTLINK_PLATFORM_FLTK_CONSOLE_H_
+#define QUOTLINK_PLATFORM_FLTK_CONSOLE_H_
+
+#include <array>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "client/console_surface.h"
+#include "platform/fltk_loop.h"
+
+class Fl_Box;
+class Fl_Button;
+class Fl_Input;
+class Fl_RGB_Image;
+class Fl_Widget;
+class Fl_Window;
+
+namespace quotlink {
+
+class QUOTLINKBAS;
+
+// Window measures are given in twips; the screen has 15 twips to a pixel.
+constexpr int kTwipsPerPixel = 15;
+// Twips to pixels, rounded to the nearest.
+constexpr int TwipsToPixels(int twips) {
+  return (twips + kTwipsPerPixel / 2) / kTwipsPerPixel;
+}
+
+// Size of the window's client area, in twips.
+constexpr int kFormWidthTwips = 3144;
+constexpr int kFormHeightTwips = 2604;
+
+// The 32 x 32 icon, drawn in code: 3 bytes (red, green, blue) per pixel, rows from the top.
+std::array<unsigned char, 32 * 32 * 3> ConsoleIconPixels();
+
+class FltkConsole : public ConsoleView {
+ public:
+  // Builds the window (not yet shown). `loop` must outlive the console.
+  explicit FltkConsole(FltkLoop* loop);
+  ~FltkConsole() override;
+  FltkConsole(const FltkConsole&) = delete;
+  FltkConsole& operator=(const FltkConsole&) = delete;
+
+  // Connects the buttons, the boxes and the close box to the feeder's form. Until then they do
+  // nothing. `bas` must outlive the console, or Attach(nullptr) must come first.
+  void Attach(QUOTLINKBAS* bas) { bas_ = bas; }
+
+  void CaptionChanged(ConsoleItem item, std::string_view text) override;
+  void RepaintItem(ConsoleItem item) override;
+  void RepaintForm() override;
+  void LampChanged(LampColor color) override;
+  // A modal box with OK; the loop keeps running (sockets, Timer1, the client's commands) until
+  // the operator answers or the feeder ends.
+  void ModalMessage(std::string_view text) override;
+  void Beep() override;
+  void ShowWindow() override;
+  void HideWindow() override;
+  void SetWindowNormal() override;
+  void BringToFront() override;
+
+  // The widgets, for tests and screenshots. Owned by the window; valid as long as the console.
+  Fl_Window* window() const { return window_; }
+  Fl_Widget* widget(ConsoleItem item) const;
+  Fl_Box* lamp() const { return lamp_; }
+  Fl_Button* hide_button() const { return hide_; }
+  Fl_Button* restart_button() const { return restart_; }
+  // The modal box while one is up (the innermost), else null.
+  Fl_Window* modal() const { return modal_; }
+
+ private:
+  static void OnHide(Fl_Widget*, void* self);
+  static void OnRestart(Fl_Widget*, void* self);
+  static void OnClose(Fl_Widget*, void* self);
+  static void OnEdit(Fl_Widget* w, void* self);
+
+  void SetLabelText(ConsoleItem item, std::string_view text);
+
+  FltkLoop* const loop_;
+  QUOTLINKBAS* bas_ = nullptr;
+  Fl_Window* window_ = nullptr;  // owns every widget below
+  Fl_Box* lamp_ = nullptr;
+  Fl_Box* mensagem_ = nullptr;
+  Fl_Box* info_ = nullptr;
+  Fl_Box* info1_ = nullptr;
+  Fl_Input* dtnipt_ = nullptr;
+  Fl_Input* dtnportt_ = nullptr;
+  Fl_Input* localportt_ = nullptr;
+  Fl_Button* hide_ = nullptr;
+  Fl_Button* restart_ = nullptr;
+  std::unique_ptr<Fl_RGB_Image> icon_;
+  // The shown captions of Mensagem, Info and Info1, with '@' doubled (the toolkit draws
+  // "@name" as a symbol). The widgets point into these strings, so they are reused, never
+  // reallocated between a caption and its label() call.
+  std::array<std::string, 3> label_text_;
+  Fl_Window* modal_ = nullptr;
+  // "Restart" pumps the loop for seconds (the session start waits); a second click, delivered
+  // by that pump, would start a session inside the first one's wait.
+  bool restarting_ = false;
+};
+
+}  // namespace quotlink
+
+#endif  // QUOTLINK_PLATFORM_FLTK_CONSOLE_H_

@@ -1,0 +1,77 @@
+#include "platform/fltk_loop.h"
+
+#include <FL/Fl.H>
+#include <FL/x.H>
+
+#include <cstdlib>
+
+namespace quotlink {
+
+bool WindowAvailable() {
+  const char* name = std::getenv("DISPLAY");
+  if (name == nullptr || *name == '\0') return false;
+  Display* probe = XOpenDisplay(name);
+  if (probe == nullptr) return false;
+  XCloseDisplay(probe);
+  return true;
+}
+
+FltkLoop::FltkLoop(Clock* clock) : polls_(clock) {
+  fl_open_display();
+  // Readable X connection: the toolkit reads and dispatches what came. Its handlers (buttons,
+  // the close box) may pump this loop again; the toolkit allows its own wait to nest.
+  display_reg_ =
+      polls_.AddFd(ConnectionNumber(fl_display), true, false, [this](int) { ToolkitTurn(); });
+  last_turn_ = Steady::now();
+}
+
+FltkLoop::~FltkLoop() {
+  polls_.RemoveFd(display_reg_);
+}
+
+void FltkLoop::ToolkitTurn() {
+  ++display_turns_;
+  last_turn_ = Steady::now();
+  Fl::check();
+}
+
+void FltkLoop::ServeToolkit() {
+  // Events that Xlib already read off the socket show nowhere but in its queue.
+  if (XQLength(fl_display) > 0 ||
+      Steady::now() - last_turn_ >= std::chrono::milliseconds(kFramePeriodMs)) {
+    ToolkitTurn();
+  }
+  // Requests that a handler left in Xlib's buffer (a hide, a raise) must reach the server
+  // before we sleep.
+  XFlush(fl_display);
+}
+
+void FltkLoop::FlushIfDue() {
+  if (Fl::damage() == 0) return;
+  if (Steady::now() - last_turn_ < std::chrono::milliseconds(kFramePeriodMs)) return;
+  // Only drawing: events wait for the next pass, so that no handler runs inside a caption
+  // change.
+  ++display_turns_;
+  last_turn_ = Steady::now();
+  Fl::flush();
+}
+
+void FltkLoop::PumpOnce() {
+  ServeToolkit();
+  polls_.PumpOnce();
+}
+
+void FltkLoop::RunOnce(int max_wait_ms) {
+  ServeToolkit();
+  int wait = max_wait_ms;
+  if (Fl::damage() != 0) {
+    // Something waits to be drawn: wake in time for the next turn.
+    const auto since =
+        std::chrono::duration_cast<std::chrono::milliseconds>(Steady::now() - last_turn_);
+    const int left = kFramePeriodMs - static_cast<int>(since.count());
+    if (left < wait) wait = left < 0 ? 0 : left;
+  }
+  polls_.RunOnce(wait);
+}
+
+}  // namespace quotlink
