@@ -4,7 +4,9 @@
 // that reach FeederReady. Reports quotes/s and, for UDP, the share lost.
 //
 // Not a Google Benchmark: one run is a whole session of seconds. Usage:
-//   quotlink_loopback_bench [QUOTES]     (default 200000)
+//   quotlink_loopback_bench [QUOTES] [--window]     (default 200000 quotes)
+// With --window (and a display), the same session runs headless and then with the console
+// window attached, and the two are compared.
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -21,6 +23,8 @@
 #include "client/quotlinkbas.h"
 #include "client/quotlinkcls.h"
 #include "client/quotlinkfrm.h"
+#include "platform/fltk_console.h"
+#include "platform/fltk_loop.h"
 #include "platform/poll_loop.h"
 #include "platform/posix_socket.h"
 #include "tests/support/quote_feeder.h"
@@ -128,8 +132,14 @@ int FreeUdpPort() {
   return ntohs(sa.sin_port);
 }
 
-// One session; `udp_rate` 0 sends datagrams as fast as the sender can.
-void RunOnce(int count, int udp_rate, bool report_tcp) {
+struct Rates {
+  double tcp;
+  double udp;
+};
+
+// One session; `udp_rate` 0 sends datagrams as fast as the sender can. With `window`, the
+// feeder runs on the window's loop and shows the console window.
+Rates RunOnce(int count, int udp_rate, bool report_tcp, bool window = false) {
   TempDir dir;
   Feed feed;
   feed.count = count;
@@ -152,9 +162,19 @@ void RunOnce(int count, int udp_rate, bool report_tcp) {
   std::thread sender([&] { feed.Run(); });
 
   SystemClock clock;
-  PollLoop loop(&clock);
+  std::unique_ptr<EventLoop> loop_owner;
+  std::unique_ptr<FltkConsole> view;
+  if (window) {
+    auto fltk = std::make_unique<FltkLoop>(&clock);
+    view = std::make_unique<FltkConsole>(fltk.get());
+    loop_owner = std::move(fltk);
+  } else {
+    loop_owner = std::make_unique<PollLoop>(&clock);
+  }
+  EventLoop& loop = *loop_owner;
   PosixSocketFactory sockets(&loop);
-  QUOTLINKBAS bas(&loop, &sockets, nullptr);
+  QUOTLINKBAS bas(&loop, &sockets, view.get());
+  if (view) view->Attach(&bas);
   QUOTLINKCls obj(&bas);
   int64_t ready = 0;
   obj.OnFeederReady([&] { ++ready; });
@@ -184,6 +204,7 @@ void RunOnce(int count, int udp_rate, bool report_tcp) {
   while (ready < count)
     loop.RunOnce(10);
   double secs = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  Rates rates{count / secs, 0};
   if (report_tcp) {
     std::printf("TCP  %8d quotes  %9.0f quotes/s at FeederReady\n", count, count / secs);
   }
@@ -198,6 +219,7 @@ void RunOnce(int count, int udp_rate, bool report_tcp) {
     loop.RunOnce(10);
   }
   secs = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  rates.udp = static_cast<double>(ready) / secs;
   std::printf("UDP  %8d quotes  sent at %9s/s  %9.0f quotes/s at FeederReady  lost %5.2f%%\n",
               count, udp_rate == 0 ? "max" : std::to_string(udp_rate).c_str(), ready / secs,
               100.0 * static_cast<double>(count - ready) / count);
@@ -206,6 +228,7 @@ void RunOnce(int count, int udp_rate, bool report_tcp) {
   sender.join();
   close(feed.listener);
   obj.Release();
+  return rates;
 }
 
 }  // namespace
@@ -213,11 +236,28 @@ void RunOnce(int count, int udp_rate, bool report_tcp) {
 
 int main(int argc, char** argv) {
   int count = 200000;
-  if (argc > 1) {
-    if (std::string(argv[1]) == "--help" || (count = std::atoi(argv[1])) <= 0) {
-      std::fprintf(stderr, "usage: quotlink_loopback_bench [QUOTES]\n");
-      return std::string(argv[1]) == "--help" ? 0 : 2;
+  bool window = false;
+  for (int i = 1; i < argc; ++i) {
+    const std::string a = argv[i];
+    if (a == "--window") {
+      window = true;
+    } else if (a == "--help" || (count = std::atoi(argv[i])) <= 0) {
+      std::fprintf(stderr, "usage: quotlink_loopback_bench [QUOTES] [--window]\n");
+      return a == "--help" ? 0 : 2;
     }
+  }
+  if (window) {
+    if (!quotlink::WindowAvailable()) {
+      std::fprintf(stderr, "quotlink_loopback_bench: no display for the window\n");
+      return 1;
+    }
+    std::printf("headless:\n");
+    const auto plain = quotlink::RunOnce(count, 0, true);
+    std::printf("with the console window:\n");
+    const auto shown = quotlink::RunOnce(count, 0, true, true);
+    std::printf("the window costs %.1f%% of the quotes/s on TCP, %.1f%% on UDP\n",
+                100.0 * (1 - shown.tcp / plain.tcp), 100.0 * (1 - shown.udp / plain.udp));
+    return 0;
   }
   bool first = true;
   for (int rate : {50000, 100000, 200000, 0}) {
