@@ -41,9 +41,6 @@ void FltkLoop::ServeToolkit() {
       Steady::now() - last_turn_ >= std::chrono::milliseconds(kFramePeriodMs)) {
     ToolkitTurn();
   }
-  // Requests that a handler left in Xlib's buffer (a hide, a raise) must reach the server
-  // before we sleep.
-  XFlush(fl_display);
 }
 
 void FltkLoop::FlushIfDue() {
@@ -70,6 +67,17 @@ void FltkLoop::RunOnce(int max_wait_ms) {
         std::chrono::duration_cast<std::chrono::milliseconds>(Steady::now() - last_turn_);
     const int left = kFramePeriodMs - static_cast<int>(since.count());
     if (left < wait) wait = left < 0 ? 0 : left;
+  }
+  // Requests that a handler left in Xlib's buffer (a hide, a raise) must reach the server before
+  // we sleep. Not on a pump that doesn't sleep: the flush asks the connection for events too,
+  // which is a system call per frame; the next turn or sleep sends them soon enough.
+  if (wait > 0) {
+    XFlush(fl_display);
+    // The flush may have read events into Xlib's queue: the socket won't wake us for them.
+    if (XQLength(fl_display) > 0) {
+      ToolkitTurn();
+      wait = 0;
+    }
   }
   polls_.RunOnce(wait);
 }

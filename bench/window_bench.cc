@@ -1,0 +1,86 @@
+// What the console window costs the quote path: type-20 frames through ProcessPacketUDP, each
+// followed by one pump of the loop (as the UDP intake does per cutting pass), headless on the
+// poll loop against the window on its loop. Needs a display ($DISPLAY, e.g. an Xvfb); without one
+// the window case reports an error and the headless case still runs.
+#include <benchmark/benchmark.h>
+
+#include <cstring>
+#include <memory>
+#include <random>
+
+#include "link/packet_dispatch.h"
+#include "platform/fltk_console.h"
+#include "platform/fltk_loop.h"
+#include "tests/support/quote_feeder.h"
+
+namespace quotlink {
+namespace {
+
+// A feeder with 1000 equity records and 1024 frames of one quote each.
+struct Stream {
+  QuoteFeeder q;
+  std::vector<ByteString> frames;
+  Stream() {
+    std::vector<SimboloRec> table;
+    for (int i = 0; i < 1000; ++i) {
+      SimboloRec r = NewWorkingRecord();
+      std::string sym = "S" + std::to_string(i);
+      sym.resize(12, ' ');
+      std::memcpy(r.Simbolo, sym.data(), 12);
+      std::memcpy(r.DatabaseKey, kEquityKey.data(), 4);
+      r.SymbolCode = i;
+      table.push_back(r);
+    }
+    q.bas.Simbolos.ReplaceAll(std::move(table));
+    q.frm.Data.Unsubscribe(1);  // the fixture's recorder copies every board
+    q.bas.frame_tap = nullptr;
+    std::mt19937 rng(3);
+    for (int k = 0; k < 1024; ++k) {
+      const int code = static_cast<int>(rng() % 1000u);
+      const std::string sym = "S" + std::to_string(code);
+      const uint32_t price = 10000 + rng() % 5000;
+      const ByteString body = ByteString("\x03", 1) + Be(price, 4) + "\x04" + Be(price - 5, 4) +
+                              "\x06" + Be(1000u + static_cast<unsigned>(k), 4);
+      frames.push_back(QuotePacket(kEquityKey, 1, 6, 1, Quote(sym, 6, code, 3, body)));
+    }
+  }
+};
+
+void Run(benchmark::State& state, Stream& s, EventLoop& loop) {
+  size_t k = 0;
+  for (auto _ : state) {
+    ProcessPacketUDP(s.q.bas, s.frames[k++ & 1023]);
+    loop.PumpOnce();
+  }
+  state.counters["quotes/s"] =
+      benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+}
+
+void BM_QuotesHeadless(benchmark::State& state) {
+  Stream s;
+  s.q.frm.SetView(nullptr);
+  Run(state, s, s.q.loop);
+}
+BENCHMARK(BM_QuotesHeadless);
+
+void BM_QuotesWithWindow(benchmark::State& state) {
+  if (!WindowAvailable()) {
+    state.SkipWithError("no display: set DISPLAY (an Xvfb will do)");
+    return;
+  }
+  Stream s;
+  SystemClock clock;
+  FltkLoop loop(&clock);
+  FltkConsole console(&loop);
+  s.q.frm.SetView(&console);
+  console.ShowWindow();
+  Run(state, s, loop);
+  state.counters["draws"] = static_cast<double>(loop.display_turns());
+  s.q.frm.SetView(nullptr);
+}
+BENCHMARK(BM_QuotesWithWindow);
+
+}  // namespace
+}  // namespace quotlink
+
+BENCHMARK_MAIN();
