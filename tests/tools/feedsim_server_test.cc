@@ -114,7 +114,7 @@ struct SimLink {
   }
   void Drain() {
     char buf[65536];
-    ssize_t n;
+    ssize_t n = -1;
     while (tcp >= 0 && (n = recv(tcp, buf, sizeof buf, 0)) != 0) {
       if (n < 0) break;
       tcp_in.append(buf, static_cast<size_t>(n));
