@@ -33,8 +33,8 @@ void CaptureWriter::Write(int64_t time_us, SendPath path, ByteView bytes) {
   PutLittle32(&head, static_cast<uint32_t>(static_cast<uint64_t>(time_us) >> 32));
   head.push_back(static_cast<char>(path == SendPath::kTcp ? kCapturePathTcp : kCapturePathUdp));
   PutLittle32(&head, static_cast<uint32_t>(bytes.size()));
-  if (std::fwrite(head.data(), 1, head.size(), file_) != head.size() ||
-      std::fwrite(bytes.data(), 1, bytes.size(), file_) != bytes.size()) {
+  head.append(bytes);
+  if (std::fwrite(head.data(), 1, head.size(), file_) != head.size()) {
     (void)Close();
   }
 }
