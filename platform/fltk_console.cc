@@ -140,9 +140,11 @@ FltkConsole::FltkConsole(FltkLoop* loop) : loop_(loop) {
   static const auto pixels = ConsoleIconPixels();
   icon_ = std::make_unique<Fl_RGB_Image>(pixels.data(), 32, 32, 3);
   window_->icon(icon_.get());
+  loop_->SetBeforeDraw([this] { ApplyCaptions(); });
 }
 
 FltkConsole::~FltkConsole() {
+  loop_->SetBeforeDraw(nullptr);
   delete window_;
 }
 
@@ -166,12 +168,23 @@ Fl_Widget* FltkConsole::widget(ConsoleItem item) const {
 
 void FltkConsole::SetLabelText(ConsoleItem item, std::string_view text) {
   const auto slot = static_cast<size_t>(item) - static_cast<size_t>(ConsoleItem::kMensagem);
-  std::string& shown = label_text_[slot];
-  ShownText(text, &shown);
-  // The string may have moved while growing: point the widget at it again, every time.
-  Fl_Widget* w = widget(item);
-  w->label(shown.c_str());
-  w->redraw();
+  caption_[slot].assign(text);
+  caption_new_[slot] = true;
+  loop_->DrawingPending();
+}
+
+void FltkConsole::ApplyCaptions() {
+  for (size_t slot = 0; slot < caption_.size(); ++slot) {
+    if (!caption_new_[slot]) continue;
+    caption_new_[slot] = false;
+    std::string& shown = label_text_[slot];
+    ShownText(caption_[slot], &shown);
+    // The string may have moved while growing: point the widget at it again, every time.
+    Fl_Widget* w = widget(
+        static_cast<ConsoleItem>(static_cast<size_t>(ConsoleItem::kMensagem) + slot));
+    w->label(shown.c_str());
+    w->redraw();
+  }
 }
 
 void FltkConsole::CaptionChanged(ConsoleItem item, std::string_view text) {

@@ -1,8 +1,8 @@
 // The operator's window "DTN Control": a ConsoleView that lays the console's items out as a
 // window, with the buttons "Hide" and "Restart" and the three settings boxes.
 //
-// Captions are taken as they come (once per frame, often) but only mark their widget damaged;
-// the loop draws at the display's pace (see FltkLoop). The settings boxes are the operator's:
+// Captions are taken as they come (once per frame, often) but only kept: the loop has them put
+// on the widgets just before it draws, at the display's pace (see FltkLoop). The settings boxes are the operator's:
 // an edit goes straight into the surface's text (DTNIPT, DTNPORTT, LOCALPORTT), where
 // "Restart" reads it.
 #ifndef QUOTLINK_PLATFORM_FLTK_CONSOLE_H_
@@ -66,6 +66,10 @@ class FltkConsole : public ConsoleView {
   void SetWindowNormal() override;
   void BringToFront() override;
 
+  // Puts the captions that came since the last drawing on their widgets. The loop calls this
+  // before it draws; tests call it to read a caption back at once.
+  void ApplyCaptions();
+
   // The widgets, for tests and screenshots. Owned by the window; valid as long as the console.
   Fl_Window* window() const { return window_; }
   Fl_Widget* widget(ConsoleItem item) const;
@@ -96,9 +100,13 @@ class FltkConsole : public ConsoleView {
   Fl_Button* hide_ = nullptr;
   Fl_Button* restart_ = nullptr;
   std::unique_ptr<Fl_RGB_Image> icon_;
-  // The shown captions of Mensagem, Info and Info1, with '@' doubled (the toolkit draws
-  // "@name" as a symbol). The widgets point into these strings, so they are reused, never
-  // reallocated between a caption and its label() call.
+  // The captions of Mensagem, Info and Info1 as they came, and whether each is newer than its
+  // widget's.
+  std::array<std::string, 3> caption_;
+  std::array<bool, 3> caption_new_{};
+  // The shown captions, with '@' doubled (the toolkit draws "@name" as a symbol). The widgets
+  // point into these strings, so they are reused, never reallocated between a caption and its
+  // label() call.
   std::array<std::string, 3> label_text_;
   Fl_Window* modal_ = nullptr;
   // "Restart" pumps the loop for seconds (the session start waits); a second click, delivered

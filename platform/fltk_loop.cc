@@ -2,6 +2,8 @@
 
 #include <FL/Fl.H>
 #include <FL/x.H>
+// For the fill of Xlib's output buffer, which its public interface doesn't tell.
+#include <X11/Xlibint.h>
 
 #include <cstdlib>
 
@@ -22,6 +24,7 @@ FltkLoop::FltkLoop(Clock* clock) : polls_(clock) {
   // the close box) may pump this loop again; the toolkit allows its own wait to nest.
   display_reg_ =
       polls_.AddFd(ConnectionNumber(fl_display), true, false, [this](int) { ToolkitTurn(); });
+  polls_.SetFdWaitOnly(display_reg_, true);
   last_turn_ = Steady::now();
 }
 
@@ -29,9 +32,20 @@ FltkLoop::~FltkLoop() {
   polls_.RemoveFd(display_reg_);
 }
 
+void FltkLoop::ApplyPending() {
+  if (!drawing_pending_) return;
+  drawing_pending_ = false;
+  if (before_draw_) before_draw_();
+}
+
+bool FltkLoop::DrawingWaits() const {
+  return drawing_pending_ || Fl::damage() != 0;
+}
+
 void FltkLoop::ToolkitTurn() {
   ++display_turns_;
   last_turn_ = Steady::now();
+  ApplyPending();
   Fl::check();
 }
 
@@ -44,12 +58,13 @@ void FltkLoop::ServeToolkit() {
 }
 
 void FltkLoop::FlushIfDue() {
-  if (Fl::damage() == 0) return;
+  if (!DrawingWaits()) return;
   if (Steady::now() - last_turn_ < std::chrono::milliseconds(kFramePeriodMs)) return;
   // Only drawing: events wait for the next pass, so that no handler runs inside a caption
   // change.
   ++display_turns_;
   last_turn_ = Steady::now();
+  ApplyPending();
   Fl::flush();
 }
 
@@ -61,7 +76,7 @@ void FltkLoop::PumpOnce() {
 void FltkLoop::RunOnce(int max_wait_ms) {
   ServeToolkit();
   int wait = max_wait_ms;
-  if (Fl::damage() != 0) {
+  if (DrawingWaits()) {
     // Something waits to be drawn: wake in time for the next turn.
     const auto since =
         std::chrono::duration_cast<std::chrono::milliseconds>(Steady::now() - last_turn_);
@@ -69,9 +84,9 @@ void FltkLoop::RunOnce(int max_wait_ms) {
     if (left < wait) wait = left < 0 ? 0 : left;
   }
   // Requests that a handler left in Xlib's buffer (a hide, a raise) must reach the server before
-  // we sleep. Not on a pump that doesn't sleep: the flush asks the connection for events too,
-  // which is a system call per frame; the next turn or sleep sends them soon enough.
-  if (wait > 0) {
+  // we sleep. Only when there are some: a flush also reads the connection for events, a system
+  // call that, on every short sleep between datagrams, would cost a third of the UDP rate.
+  if (wait > 0 && fl_display->bufptr != fl_display->buffer) {
     XFlush(fl_display);
     // The flush may have read events into Xlib's queue: the socket won't wake us for them.
     if (XQLength(fl_display) > 0) {

@@ -15,12 +15,18 @@
 //   for brought them in): poll() would never report those, so every pass looks at the queue;
 // - at least every kFramePeriodMs, so that damaged widgets are drawn and the toolkit's own
 //   timeouts run, which it checks only inside its wait.
-// A turn draws whatever is damaged. Widgets are only marked damaged when a caption changes, so
-// a burst of frames costs one drawing per period, not one per frame.
+// A turn draws whatever is damaged. A caption set per frame doesn't even touch its widget: the
+// console keeps the text and the loop has it put on the widgets just before a drawing (see
+// SetBeforeDraw), so a burst of frames costs one drawing per period, not one per frame.
+//
+// The X connection is in the poll set only for passes that may sleep. A pump that doesn't wait
+// (the UDP intake pumps once per datagram) would pay a second descriptor in every poll() for
+// events that the periodic turn reads anyway, at most kFramePeriodMs later.
 #ifndef QUOTLINK_PLATFORM_FLTK_LOOP_H_
 #define QUOTLINK_PLATFORM_FLTK_LOOP_H_
 
 #include <chrono>
+#include <functional>
 
 #include "platform/event_loop.h"
 #include "platform/poll_loop.h"
@@ -62,6 +68,12 @@ class FltkLoop : public EventLoop {
   // caption that must show during work that doesn't pump.
   void FlushIfDue();
 
+  // `hook` puts what changed since the last drawing on the widgets; it runs before every toolkit
+  // turn and flush that follows a DrawingPending().
+  void SetBeforeDraw(std::function<void()> hook) { before_draw_ = std::move(hook); }
+  // Something waits for the before-draw hook: the loop wakes in time for the next turn.
+  void DrawingPending() { drawing_pending_ = true; }
+
   // Times the display was served so far: toolkit turns and flushes (for tests of the pacing).
   long display_turns() const { return display_turns_; }
 
@@ -71,11 +83,16 @@ class FltkLoop : public EventLoop {
   // Gives the toolkit a turn when one of the reasons above holds.
   void ServeToolkit();
   void ToolkitTurn();
+  // Runs the before-draw hook when something waits for it.
+  void ApplyPending();
+  bool DrawingWaits() const;
 
   PollLoop polls_;
   int display_reg_ = 0;
   Steady::time_point last_turn_;
   long display_turns_ = 0;
+  std::function<void()> before_draw_;
+  bool drawing_pending_ = false;
 };
 
 }  // namespace quotlink

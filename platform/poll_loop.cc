@@ -6,7 +6,7 @@ namespace quotlink {
 
 int PollLoop::AddFd(int fd, bool want_read, bool want_write, FdHandler handler) {
   const int id = next_id_++;
-  fds_.emplace(id, FdEntry{fd, want_read, want_write, false, 0, std::move(handler)});
+  fds_.emplace(id, FdEntry{fd, want_read, want_write, false, false, 0, std::move(handler)});
   return id;
 }
 
@@ -15,6 +15,11 @@ void PollLoop::SetFdInterest(int id, bool want_read, bool want_write) {
   if (it == fds_.end() || it->second.removed) return;
   it->second.want_read = want_read;
   it->second.want_write = want_write;
+}
+
+void PollLoop::SetFdWaitOnly(int id, bool wait_only) {
+  auto it = fds_.find(id);
+  if (it != fds_.end()) it->second.wait_only = wait_only;
 }
 
 // While a pass runs, a removal only marks the entry: an outer pass may be inside its handler
@@ -83,7 +88,7 @@ void PollLoop::Pass(int max_wait_ms) {
   s.pfds.clear();
   s.ids.clear();
   for (const auto& [id, e] : fds_) {
-    if (e.removed) continue;
+    if (e.removed || (e.wait_only && max_wait_ms == 0)) continue;
     short events = 0;
     if (e.want_read) events |= POLLIN;
     if (e.want_write) events |= POLLOUT;

@@ -24,6 +24,9 @@ class PollLoop : public EventLoop {
   int AddFd(int fd, bool want_read, bool want_write, FdHandler handler) override;
   void SetFdInterest(int id, bool want_read, bool want_write) override;
   void RemoveFd(int id) override;
+  // With `wait_only`, the registration is polled only by passes that may sleep (RunOnce with a
+  // wait above 0), never by PumpOnce: for a descriptor that something else serves often enough.
+  void SetFdWaitOnly(int id, bool wait_only);
   int AddTimer(int interval_ms, TimerHandler handler) override;
   void RemoveTimer(int id) override;
   void PumpOnce() override { Pass(0); }
@@ -35,6 +38,7 @@ class PollLoop : public EventLoop {
     bool want_read;
     bool want_write;
     bool removed;
+    bool wait_only;
     uint64_t delivered_poll;  // the poll() whose readiness this entry last acted on
     FdHandler handler;
   };

@@ -56,6 +56,24 @@ TEST(PollLoopTest, HandlerThatDoesNotReadIsCalledAgainAtTheNextPump) {
   EXPECT_EQ(calls, 2);
 }
 
+TEST(PollLoopTest, WaitOnlyRegistrationIsLeftOutOfPumpsButWakesAWait) {
+  FakeClock clock;
+  PollLoop loop(&clock);
+  Pipe p;
+  int calls = 0;
+  const int id = loop.AddFd(p.fds[0], true, false, [&](int) { ++calls; });
+  loop.SetFdWaitOnly(id, true);
+  p.Write();
+  loop.PumpOnce();
+  loop.RunOnce(0);
+  EXPECT_EQ(calls, 0);
+  loop.RunOnce(50);
+  EXPECT_EQ(calls, 1);
+  loop.SetFdWaitOnly(id, false);
+  loop.PumpOnce();
+  EXPECT_EQ(calls, 2);
+}
+
 TEST(PollLoopTest, NestedPumpDeliversOtherEventsAndSkipsRemovedRegistrations) {
   FakeClock clock;
   PollLoop loop(&clock);

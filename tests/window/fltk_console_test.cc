@@ -97,6 +97,7 @@ class ConsoleWindowTest : public ::testing::Test {
   }
   Fl_Input* Box(ConsoleItem item) const { return static_cast<Fl_Input*>(console->widget(item)); }
   std::string Shown(ConsoleItem item) const {
+    console->ApplyCaptions();
     const char* l = console->widget(item)->label();
     return l != nullptr ? l : "";
   }
@@ -337,6 +338,11 @@ TEST_F(ConsoleWindowTest, CaptionsAreDrawnAtTheDisplaysPaceNotPerFrame) {
   EXPECT_LE(loop->display_turns() - turns, elapsed / FltkLoop::kFramePeriodMs + 2)
       << "in " << elapsed << " ms";
   EXPECT_EQ(Shown(ConsoleItem::kMensagem), caption);
+
+  // A caption that comes between drawings reaches its widget with the next one, unasked.
+  frm->Info.SetCaption("between frames");
+  PumpFor(3 * FltkLoop::kFramePeriodMs);
+  EXPECT_STREQ(console->widget(ConsoleItem::kInfo)->label(), "between frames");
 
   // "@" is plain text in a caption, not the start of a symbol.
   frm->Mensagem.SetCaption("ADD @ES 1");
