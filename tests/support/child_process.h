@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -25,6 +26,9 @@ struct ChildProcess {
     EXPECT_EQ(pipe(from), 0);
     pid = fork();
     if (pid == 0) {
+      // A test that dies without its destructors (a fatal signal, exit() from a library) must
+      // not leave the program running: it would hold the test runner's output pipe open.
+      prctl(PR_SET_PDEATHSIG, SIGKILL);
       dup2(to[0], 0);
       dup2(from[1], 1);
       if (!err_file.empty()) {

@@ -372,9 +372,9 @@ TEST_F(ConsoleWindowTest, ScreenshotShowsTheLampAndIsSaved) {
   frm->Picture1.SetColor(LampColor::kLightRed);
   EXPECT_EQ(lamp->color(), fl_rgb_color(255, 0, 0));
 
-  const char* out = std::getenv("QUOTLINK_SCREENSHOT");
-  const std::string path = out != nullptr && *out != '\0' ? out : dir.File("console.png");
+  const std::string path = dir.File("console.png");
   EXPECT_TRUE(WritePng(path, win->w(), win->h(), rgb.get())) << path;
+  EXPECT_EQ(TempDir::Get(path).rfind("\x89PNG\r\n\x1a\n", 0), 0u);
 }
 
 TEST_F(ConsoleWindowTest, AWindowIsAvailableOnlyWhereAServerAnswers) {
