@@ -180,8 +180,8 @@ void FltkConsole::ApplyCaptions() {
     std::string& shown = label_text_[slot];
     ShownText(caption_[slot], &shown);
     // The string may have moved while growing: point the widget at it again, every time.
-    Fl_Widget* w = widget(
-        static_cast<ConsoleItem>(static_cast<size_t>(ConsoleItem::kMensagem) + slot));
+    Fl_Widget* w =
+        widget(static_cast<ConsoleItem>(static_cast<size_t>(ConsoleItem::kMensagem) + slot));
     w->label(shown.c_str());
     w->redraw();
   }

@@ -2,9 +2,9 @@
 // window, with the buttons "Hide" and "Restart" and the three settings boxes.
 //
 // Captions are taken as they come (once per frame, often) but only kept: the loop has them put
-// on the widgets just before it draws, at the display's pace (see FltkLoop). The settings boxes are the operator's:
-// an edit goes straight into the surface's text (DTNIPT, DTNPORTT, LOCALPORTT), where
-// "Restart" reads it.
+// on the widgets just before it draws, at the display's pace (see FltkLoop). The settings boxes are
+// the operator's: an edit goes straight into the surface's text (DTNIPT, DTNPORTT, LOCALPORTT),
+// where "Restart" reads it.
 #ifndef QUOTLINK_PLATFORM_FLTK_CONSOLE_H_
 #define QUOTLINK_PLATFORM_FLTK_CONSOLE_H_
 

@@ -59,7 +59,8 @@ class Session {
 
   // Starts the feeder watching `symbols`; with the console log (the default), the console goes
   // to a file, see Log().
-  void Watch(const std::vector<std::string>& symbols, const std::string& console = "--console=log") {
+  void Watch(const std::vector<std::string>& symbols,
+             const std::string& console = "--console=log") {
     std::vector<std::string> argv = {QUOTLINK_BIN,   "watch",
                                      "--folder",     Folder(),
                                      "--server",     "127.0.0.1:" + std::to_string(tcp_),

@@ -49,10 +49,12 @@ bool Listening(int port) {
 std::string FindSimulator(const std::string& self) {
   namespace fs = std::filesystem;
   std::error_code ec;
-  const fs::path exe = fs::canonical(self.find('/') == std::string::npos ? "/proc/self/exe" : self, ec);
+  const fs::path exe =
+      fs::canonical(self.find('/') == std::string::npos ? "/proc/self/exe" : self, ec);
   const fs::path dir = ec ? fs::path(".") : exe.parent_path();
   // Installed side by side, or in the build tree's tools/feedsim.
-  for (const fs::path& p : {dir / "quotlink-feedsim", dir / ".." / "feedsim" / "quotlink-feedsim"}) {
+  for (const fs::path& p :
+       {dir / "quotlink-feedsim", dir / ".." / "feedsim" / "quotlink-feedsim"}) {
     if (fs::exists(p, ec)) return p.string();
   }
   return "";
@@ -60,7 +62,9 @@ std::string FindSimulator(const std::string& self) {
 
 }  // namespace
 
-DemoFeed::~DemoFeed() { Stop(); }
+DemoFeed::~DemoFeed() {
+  Stop();
+}
 
 bool DemoFeed::Start(const std::string& self, std::string* error) {
   const std::string sim = FindSimulator(self);
@@ -89,7 +93,8 @@ bool DemoFeed::Start(const std::string& self, std::string* error) {
                                          "--status-every",
                                          "0"};
   std::vector<char*> argv;
-  for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+  for (const auto& a : args)
+    argv.push_back(const_cast<char*>(a.c_str()));
   argv.push_back(nullptr);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
