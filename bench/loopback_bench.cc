@@ -27,6 +27,7 @@
 #include "platform/fltk_loop.h"
 #include "platform/poll_loop.h"
 #include "platform/posix_socket.h"
+#include "tests/support/free_port.h"
 #include "tests/support/quote_feeder.h"
 #include "tests/support/temp_dir.h"
 #include "tools/imagegen/image_writer.h"
@@ -121,17 +122,6 @@ struct Feed {
   }
 };
 
-int FreeUdpPort() {
-  const int fd = socket(AF_INET, SOCK_DGRAM, 0);
-  sockaddr_in sa{};
-  sa.sin_family = AF_INET;
-  bind(fd, reinterpret_cast<sockaddr*>(&sa), sizeof sa);
-  socklen_t len = sizeof sa;
-  getsockname(fd, reinterpret_cast<sockaddr*>(&sa), &len);
-  close(fd);
-  return ntohs(sa.sin_port);
-}
-
 struct Rates {
   double tcp;
   double udp;
@@ -153,7 +143,7 @@ Rates RunOnce(int count, int udp_rate, bool report_tcp, bool window = false) {
   socklen_t len = sizeof sa;
   getsockname(feed.listener, reinterpret_cast<sockaddr*>(&sa), &len);
   feed.port = ntohs(sa.sin_port);
-  feed.udp_port = FreeUdpPort();
+  feed.udp_port = FreePort(SOCK_DGRAM);
   TempDir::Put(dir.File("DTN/QUOTLINKINFO.DAT"), "");
   std::filesystem::create_directories(dir.path() + "DTN");
   TempDir::Put(dir.File("DTN/QUOTLINKINFO.DAT"), "127.0.0.1\r\n" + std::to_string(feed.port) +

@@ -12,6 +12,7 @@
 
 #include "platform/poll_loop.h"
 #include "tests/support/child_process.h"
+#include "tests/support/free_port.h"
 #include "tests/support/quote_feeder.h"
 #include "tests/support/scripted_feed.h"
 #include "tests/support/temp_dir.h"
@@ -19,17 +20,6 @@
 
 namespace quotlink {
 namespace {
-
-int FreeUdpPort() {
-  const int fd = socket(AF_INET, SOCK_DGRAM, 0);
-  sockaddr_in sa{};
-  sa.sin_family = AF_INET;
-  bind(fd, reinterpret_cast<sockaddr*>(&sa), sizeof sa);
-  socklen_t len = sizeof sa;
-  getsockname(fd, reinterpret_cast<sockaddr*>(&sa), &len);
-  close(fd);
-  return ntohs(sa.sin_port);
-}
 
 TEST(QuotlinkProgramTest, WatchPrintsJsonQuotesAndSavesTheTableOnQuit) {
   TempDir dir;
@@ -63,7 +53,7 @@ TEST(QuotlinkProgramTest, WatchPrintsJsonQuotesAndSavesTheTableOnQuit) {
 
   ChildProcess child({QUOTLINK_BIN, "watch", "--folder", dir.path() + "user", "--server",
                       "127.0.0.1:" + std::to_string(feed.port()), "--local-port",
-                      std::to_string(FreeUdpPort()), "--json", "ES"});
+                      std::to_string(FreePort(SOCK_DGRAM)), "--json", "ES"});
   std::string out;
   const int reg = loop.AddFd(child.out, true, false, [&](int) {
     char buf[4096];

@@ -18,21 +18,10 @@
 #include <vector>
 
 #include "tests/support/child_process.h"
+#include "tests/support/free_port.h"
 #include "tests/support/temp_dir.h"
 
 namespace quotlink {
-
-inline int FreePort(int type) {
-  const int fd = socket(AF_INET, type, 0);
-  sockaddr_in sa{};
-  sa.sin_family = AF_INET;
-  sa.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  bind(fd, reinterpret_cast<sockaddr*>(&sa), sizeof sa);
-  socklen_t len = sizeof sa;
-  getsockname(fd, reinterpret_cast<sockaddr*>(&sa), &len);
-  close(fd);
-  return ntohs(sa.sin_port);
-}
 
 inline size_t Count(const std::string& text, const std::string& what) {
   size_t n = 0;

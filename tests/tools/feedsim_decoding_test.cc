@@ -75,9 +75,9 @@ TEST(FeedsimPrices, EveryPriceFormDecodesToItsPrice) {
 struct FeederOfUniverse : FeederFixture {
   Universe u;
 
-  explicit FeederOfUniverse(std::vector<SymbolSpec> specs = {}) {
+  explicit FeederOfUniverse(std::vector<SymbolChoice> choices = {}) {
     std::string error;
-    EXPECT_TRUE(Universe::Build(specs, &u, &error)) << error;
+    EXPECT_TRUE(Universe::Build(choices, &u, &error)) << error;
     const ImageParse r =
         ParseFeedImage(u.Image(kVersion), kVersion, &bas.feed_database, [](std::string_view) {});
     EXPECT_EQ(r.kind, ImageParseKind::kAccepted) << r.reason;

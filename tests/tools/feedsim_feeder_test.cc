@@ -12,6 +12,7 @@
 #include "client/quotlinkfrm.h"
 #include "platform/poll_loop.h"
 #include "platform/posix_socket.h"
+#include "tests/support/free_port.h"
 #include "tests/support/temp_dir.h"
 #include "tools/feedsim/capture.h"
 #include "tools/feedsim/feed_server.h"
@@ -20,26 +21,13 @@
 namespace quotlink::feedsim {
 namespace {
 
-// A UDP port that was free a moment ago.
-int FreeUdpPort() {
-  const int fd = socket(AF_INET, SOCK_DGRAM, 0);
-  sockaddr_in a{};
-  a.sin_family = AF_INET;
-  a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a);
-  socklen_t len = sizeof a;
-  getsockname(fd, reinterpret_cast<sockaddr*>(&a), &len);
-  close(fd);
-  return ntohs(a.sin_port);
-}
-
 TEST(FeedsimWithFeeder, SessionEndsWithTheMarketInTheFeedersTable) {
   TempDir dir;
   // Simulated time runs fast while the loop idles, so the session's waits cost little.
   FakeClock clock(46349.5, /*real_slice_ms=*/2);
   PollLoop loop(&clock);
   PosixSocketFactory sockets(&loop);
-  const int udp_port = FreeUdpPort();
+  const int udp_port = FreePort(SOCK_DGRAM);
   SimOptions o;
   o.listen_host = "127.0.0.1";
   o.listen_port = 0;

@@ -52,7 +52,7 @@ std::vector<std::string> SplitList(const std::string& text) {
   return parts;
 }
 
-bool ParseSymbol(const std::string& text, SymbolSpec* out) {
+bool ParseSymbol(const std::string& text, SymbolChoice* out) {
   const size_t colon = text.find(':');
   out->name = text.substr(0, colon);
   if (colon == std::string::npos) return !out->name.empty();
@@ -211,10 +211,10 @@ ParseResult ParseOptions(const std::vector<std::string>& args, SimOptions* out,
     } else if (name == "--symbols") {
       if (!need()) return ParseResult::kError;
       for (const std::string& part : SplitList(value)) {
-        SymbolSpec spec;
-        if (!ParseSymbol(part, &spec))
+        SymbolChoice choice;
+        if (!ParseSymbol(part, &choice))
           return bad("expected NAME or NAME:KIND (fut, spot, opt, eq)");
-        o.symbols.push_back(spec);
+        o.symbols.push_back(choice);
       }
     } else if (name == "--seed") {
       if (!need()) return ParseResult::kError;

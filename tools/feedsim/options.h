@@ -21,7 +21,7 @@ struct SimOptions {
   double rate = 200;        // quotes per second; 0: as fast as the link takes them
   int64_t count = 0;        // > 0: stop streaming after this many quotes
   StreamPath path = StreamPath::kBoth;
-  std::vector<SymbolSpec> symbols;  // empty: the default universe
+  std::vector<SymbolChoice> symbols;  // empty: the default universe
   uint64_t seed = 1;
   double new_day_every = 0;  // seconds; 0: only on the "newday" command
   double status_every = 5;   // seconds between status lines

@@ -227,38 +227,38 @@ const char* KindName(InstrumentKind kind) {
   return "?";
 }
 
-bool Universe::Build(const std::vector<SymbolSpec>& specs, Universe* out, std::string* error) {
-  std::vector<SymbolSpec> wanted = specs;
+bool Universe::Build(const std::vector<SymbolChoice>& choices, Universe* out, std::string* error) {
+  std::vector<SymbolChoice> wanted = choices;
   if (wanted.empty()) {
     for (size_t i = 0; i < kDefaultCount; ++i)
       wanted.push_back({kKnown[i].name, false, {}});
   }
   Universe u;
   for (size_t i = 0; i < wanted.size(); ++i) {
-    const SymbolSpec& spec = wanted[i];
-    if (!ValidSymbol(spec.name)) {
-      *error = "bad symbol '" + spec.name + "': 1 to 12 printable characters, no blank or quote";
+    const SymbolChoice& choice = wanted[i];
+    if (!ValidSymbol(choice.name)) {
+      *error = "bad symbol '" + choice.name + "': 1 to 12 printable characters, no blank or quote";
       return false;
     }
     for (const Instrument& other : u.instruments_) {
-      if (other.symbol == spec.name) {
-        *error = "symbol '" + spec.name + "' given twice";
+      if (other.symbol == choice.name) {
+        *error = "symbol '" + choice.name + "' given twice";
         return false;
       }
     }
     Instrument inst;
-    inst.symbol = spec.name;
+    inst.symbol = choice.name;
     const KnownSymbol* known = nullptr;
     for (const KnownSymbol& k : kKnown) {
-      if (spec.name == k.name) known = &k;
+      if (choice.name == k.name) known = &k;
     }
-    if (known != nullptr && (!spec.kind_given || spec.kind == known->kind)) {
+    if (known != nullptr && (!choice.kind_given || choice.kind == known->kind)) {
       inst.kind = known->kind;
       inst.price_code = known->code;
       inst.step = known->step;
       inst.last = known->ticks;
     } else {
-      inst.kind = spec.kind_given ? spec.kind : InstrumentKind::kEquity;
+      inst.kind = choice.kind_given ? choice.kind : InstrumentKind::kEquity;
       inst.price_code = Info(inst.kind).default_code;
       inst.last = Info(inst.kind).default_ticks;
     }

@@ -62,7 +62,7 @@ uint32_t PriceToWire(PriceCode code, int64_t ticks);
 double TicksToPrice(PriceCode code, int64_t ticks);
 
 // An instrument asked for on the command line: NAME, or NAME:KIND.
-struct SymbolSpec {
+struct SymbolChoice {
   std::string name;
   bool kind_given = false;
   InstrumentKind kind = InstrumentKind::kEquity;
@@ -119,11 +119,11 @@ constexpr size_t kLongestSymbol = 12;
 // The universe: instruments, layouts and the image that describes them.
 class Universe {
  public:
-  // The instruments of `specs`, or a default dozen when empty. Known names (ES, IBM, EURUSD...)
+  // The instruments of `choices`, or a default dozen when empty. Known names (ES, IBM, EURUSD...)
   // keep their usual price form; other names take the defaults of their kind, which is guessed
   // as an equity unless given. Returns false with `*error` set on an empty, overlong or
   // repeated name.
-  static bool Build(const std::vector<SymbolSpec>& specs, Universe* out, std::string* error);
+  static bool Build(const std::vector<SymbolChoice>& choices, Universe* out, std::string* error);
 
   size_t size() const { return instruments_.size(); }
   Instrument& at(size_t i) { return instruments_[i]; }
