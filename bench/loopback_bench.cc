@@ -176,17 +176,7 @@ Rates RunOnce(int count, int udp_rate, bool report_tcp, bool window = false) {
     bas.Form().DTNSYMBOLS.Add(Sym(i));
   while (feed.phase.load() < 1 || bas.QuotesEnabled == 0)
     loop.RunOnce(10);
-  std::vector<SimboloRec> table;
-  for (int i = 0; i < kSymbols; ++i) {
-    SimboloRec r = NewWorkingRecord();
-    std::string s = Sym(i);
-    s.resize(12, ' ');
-    std::memcpy(r.Simbolo, s.data(), 12);
-    std::memcpy(r.DatabaseKey, kEquityKey.data(), 4);
-    r.SymbolCode = i;
-    table.push_back(r);
-  }
-  bas.Simbolos.ReplaceAll(std::move(table));
+  bas.Simbolos.ReplaceAll(EquityTable(kSymbols));
 
   ready = 0;
   auto start = std::chrono::steady_clock::now();

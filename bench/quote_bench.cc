@@ -22,17 +22,7 @@ struct Stream {
   QuoteFeeder q;
   std::vector<ByteString> frames;
   Stream(int records, bool positional) {
-    std::vector<SimboloRec> table;
-    for (int i = 0; i < records; ++i) {
-      SimboloRec r = NewWorkingRecord();
-      std::string sym = "S" + std::to_string(i);
-      sym.resize(12, ' ');
-      std::memcpy(r.Simbolo, sym.data(), 12);
-      std::memcpy(r.DatabaseKey, kEquityKey.data(), 4);
-      r.SymbolCode = i;
-      table.push_back(r);
-    }
-    q.bas.Simbolos.ReplaceAll(std::move(table));
+    q.bas.Simbolos.ReplaceAll(EquityTable(records));
     q.bas.Form().Data.Subscribe([] {});
     std::mt19937 rng(3);
     for (int k = 0; k < 1024; ++k) {

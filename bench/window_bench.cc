@@ -22,17 +22,7 @@ struct Stream {
   QuoteFeeder q;
   std::vector<ByteString> frames;
   Stream() {
-    std::vector<SimboloRec> table;
-    for (int i = 0; i < 1000; ++i) {
-      SimboloRec r = NewWorkingRecord();
-      std::string sym = "S" + std::to_string(i);
-      sym.resize(12, ' ');
-      std::memcpy(r.Simbolo, sym.data(), 12);
-      std::memcpy(r.DatabaseKey, kEquityKey.data(), 4);
-      r.SymbolCode = i;
-      table.push_back(r);
-    }
-    q.bas.Simbolos.ReplaceAll(std::move(table));
+    q.bas.Simbolos.ReplaceAll(EquityTable(1000));
     q.frm.Data.Unsubscribe(1);  // the fixture's recorder copies every board
     q.bas.frame_tap = nullptr;
     std::mt19937 rng(3);

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -123,6 +124,22 @@ inline ByteString EquityRecord(const std::string& symbol, int pc, uint32_t last,
   r += Be(static_cast<uint64_t>(pc), 1) + Be(last, 4) + Be(bid, 4) + Be(ask, 4) + Be(vol, 4) +
        Be(high, 4) + Be(low, 4) + Be(prev, 4);
   return r;
+}
+
+// A table of `records` equity records "S0", "S1"..., each with its number as its code, for
+// benchmarks that want a table of a given size.
+inline std::vector<SimboloRec> EquityTable(int records) {
+  std::vector<SimboloRec> table;
+  for (int i = 0; i < records; ++i) {
+    SimboloRec r = NewWorkingRecord();
+    std::string sym = "S" + std::to_string(i);
+    sym.resize(12, ' ');
+    std::memcpy(r.Simbolo, sym.data(), 12);
+    std::memcpy(r.DatabaseKey, kEquityKey.data(), 4);
+    r.SymbolCode = i;
+    table.push_back(r);
+  }
+  return table;
 }
 
 struct QuoteFeeder : FeederFixture {
