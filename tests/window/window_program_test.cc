@@ -160,7 +160,7 @@ TEST(WindowProgramTest, TheWindowComesUpAgainstTheSimulatorAndItsButtonsWork) {
     win = screen.Find("DTN Control");
     return win != 0 && screen.Viewable(win);
   }));
-  EXPECT_EQ(s.Quit(), 0);
+  EXPECT_EQ(s.Quit(), 0) << s.Log();
 }
 
 TEST(WindowProgramTest, WithoutADisplayTheProgramSaysSoAndRunsHeadless) {
