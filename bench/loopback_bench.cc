@@ -25,9 +25,9 @@
 #include "client/quotlinkfrm.h"
 #include "platform/fltk_console.h"
 #include "platform/fltk_loop.h"
+#include "platform/loopback_ports.h"
 #include "platform/poll_loop.h"
 #include "platform/posix_socket.h"
-#include "tests/support/free_port.h"
 #include "tests/support/quote_feeder.h"
 #include "tests/support/temp_dir.h"
 #include "tools/imagegen/image_writer.h"
@@ -143,7 +143,7 @@ Rates RunOnce(int count, int udp_rate, bool report_tcp, bool window = false) {
   socklen_t len = sizeof sa;
   getsockname(feed.listener, reinterpret_cast<sockaddr*>(&sa), &len);
   feed.port = ntohs(sa.sin_port);
-  feed.udp_port = FreePort(SOCK_DGRAM);
+  feed.udp_port = FreeLoopbackPort(SOCK_DGRAM);
   TempDir::Put(dir.File("DTN/QUOTLINKINFO.DAT"), "");
   std::filesystem::create_directories(dir.path() + "DTN");
   TempDir::Put(dir.File("DTN/QUOTLINKINFO.DAT"), "127.0.0.1\r\n" + std::to_string(feed.port) +

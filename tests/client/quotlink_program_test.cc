@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
+#include "platform/loopback_ports.h"
 #include "platform/poll_loop.h"
 #include "tests/support/child_process.h"
-#include "tests/support/free_port.h"
 #include "tests/support/quote_feeder.h"
 #include "tests/support/scripted_feed.h"
 #include "tests/support/temp_dir.h"
@@ -53,7 +53,7 @@ TEST(QuotlinkProgramTest, WatchPrintsJsonQuotesAndSavesTheTableOnQuit) {
 
   ChildProcess child({QUOTLINK_BIN, "watch", "--folder", dir.path() + "user", "--server",
                       "127.0.0.1:" + std::to_string(feed.port()), "--local-port",
-                      std::to_string(FreePort(SOCK_DGRAM)), "--json", "ES"});
+                      std::to_string(FreeLoopbackPort(SOCK_DGRAM)), "--json", "ES"});
   std::string out;
   const int reg = loop.AddFd(child.out, true, false, [&](int) {
     char buf[4096];

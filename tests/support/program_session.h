@@ -17,8 +17,8 @@
 #include <thread>
 #include <vector>
 
+#include "platform/loopback_ports.h"
 #include "tests/support/child_process.h"
-#include "tests/support/free_port.h"
 #include "tests/support/temp_dir.h"
 
 namespace quotlink {
@@ -91,22 +91,15 @@ class Session {
  private:
   void WaitForListener() {
     for (int i = 0; i < 100; ++i) {
-      const int fd = socket(AF_INET, SOCK_STREAM, 0);
-      sockaddr_in sa{};
-      sa.sin_family = AF_INET;
-      sa.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-      sa.sin_port = htons(static_cast<uint16_t>(tcp_));
-      const bool ok = connect(fd, reinterpret_cast<sockaddr*>(&sa), sizeof sa) == 0;
-      close(fd);
-      if (ok) return;
+      if (LoopbackListening(tcp_)) return;
       std::this_thread::sleep_for(std::chrono::milliseconds(30));
     }
     ADD_FAILURE() << "the simulator doesn't listen";
   }
 
   TempDir dir_;
-  int tcp_ = FreePort(SOCK_STREAM);
-  int udp_ = FreePort(SOCK_DGRAM);
+  int tcp_ = FreeLoopbackPort(SOCK_STREAM);
+  int udp_ = FreeLoopbackPort(SOCK_DGRAM);
   std::unique_ptr<ChildProcess> sim_;
   std::unique_ptr<ChildProcess> feeder_;
   std::string out_;

@@ -10,9 +10,9 @@
 
 #include "client/quotlinkbas.h"
 #include "client/quotlinkfrm.h"
+#include "platform/loopback_ports.h"
 #include "platform/poll_loop.h"
 #include "platform/posix_socket.h"
-#include "tests/support/free_port.h"
 #include "tests/support/temp_dir.h"
 #include "tools/feedsim/capture.h"
 #include "tools/feedsim/feed_server.h"
@@ -27,7 +27,7 @@ TEST(FeedsimWithFeeder, SessionEndsWithTheMarketInTheFeedersTable) {
   FakeClock clock(46349.5, /*real_slice_ms=*/2);
   PollLoop loop(&clock);
   PosixSocketFactory sockets(&loop);
-  const int udp_port = FreePort(SOCK_DGRAM);
+  const int udp_port = FreeLoopbackPort(SOCK_DGRAM);
   SimOptions o;
   o.listen_host = "127.0.0.1";
   o.listen_port = 0;

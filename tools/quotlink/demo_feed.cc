@@ -13,38 +13,12 @@
 #include <thread>
 #include <vector>
 
+#include "platform/loopback_ports.h"
+
 extern char** environ;
 
 namespace quotlink {
 namespace {
-
-// A port that the kernel considers free now, on loopback.
-int FreePort(int type) {
-  const int fd = socket(AF_INET, type, 0);
-  if (fd < 0) return 0;
-  sockaddr_in sa{};
-  sa.sin_family = AF_INET;
-  sa.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t len = sizeof sa;
-  int port = 0;
-  if (bind(fd, reinterpret_cast<sockaddr*>(&sa), sizeof sa) == 0 &&
-      getsockname(fd, reinterpret_cast<sockaddr*>(&sa), &len) == 0) {
-    port = ntohs(sa.sin_port);
-  }
-  close(fd);
-  return port;
-}
-
-bool Listening(int port) {
-  const int fd = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in sa{};
-  sa.sin_family = AF_INET;
-  sa.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  sa.sin_port = htons(static_cast<uint16_t>(port));
-  const bool ok = connect(fd, reinterpret_cast<sockaddr*>(&sa), sizeof sa) == 0;
-  close(fd);
-  return ok;
-}
 
 std::string FindSimulator(const std::string& self) {
   namespace fs = std::filesystem;
@@ -72,8 +46,8 @@ bool DemoFeed::Start(const std::string& self, std::string* error) {
     *error = "the feed simulator quotlink-feedsim isn't beside this program";
     return false;
   }
-  tcp_port_ = FreePort(SOCK_STREAM);
-  udp_port_ = FreePort(SOCK_DGRAM);
+  tcp_port_ = FreeLoopbackPort(SOCK_STREAM);
+  udp_port_ = FreeLoopbackPort(SOCK_DGRAM);
   if (tcp_port_ == 0 || udp_port_ == 0) {
     *error = "no free port on loopback";
     return false;
@@ -110,7 +84,7 @@ bool DemoFeed::Start(const std::string& self, std::string* error) {
     return false;
   }
   for (int i = 0; i < 100; ++i) {
-    if (Listening(tcp_port_)) return true;
+    if (LoopbackListening(tcp_port_)) return true;
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     if (waitpid(pid_, nullptr, WNOHANG) == pid_) {
       pid_ = -1;
