@@ -18,10 +18,10 @@ struct Feeder {
   PollLoop loop{&clock};
   FakeSocketFactory sockets;
   QUOTLINKBAS bas{&loop, &sockets, nullptr};
-  FakeSocket& tcp = *static_cast<FakeSocket*>(bas.Form().TCP.get());
-  FakeSocket& udp = *static_cast<FakeSocket*>(bas.Form().UDP.get());
+  FakeSocket& tcp = *static_cast<FakeSocket*>(bas.Link().TCP.get());
+  FakeSocket& udp = *static_cast<FakeSocket*>(bas.Link().UDP.get());
   Feeder() {
-    bas.FeedVerified = 1;  // frames pass the gates up to the decoders
+    bas.Link().FeedVerified = 1;  // frames pass the gates up to the decoders
   }
 };
 

@@ -174,9 +174,9 @@ Rates RunOnce(int count, int udp_rate, bool report_tcp, bool window = false) {
   }
   for (int i = 0; i < kSymbols; ++i)
     bas.Form().DTNSYMBOLS.Add(Sym(i));
-  while (feed.phase.load() < 1 || bas.QuotesEnabled == 0)
+  while (feed.phase.load() < 1 || bas.Link().QuotesEnabled == 0)
     loop.RunOnce(10);
-  bas.Simbolos.ReplaceAll(EquityTable(kSymbols));
+  bas.Quotes().Simbolos.ReplaceAll(EquityTable(kSymbols));
 
   ready = 0;
   auto start = std::chrono::steady_clock::now();

@@ -10,7 +10,7 @@
 #include <random>
 
 #include "link/packet_dispatch.h"
-#include "quotes/field_walkers.h"
+#include "quotes/quote_stream.h"
 #include "tests/support/alloc_counter.h"
 #include "tests/support/quote_feeder.h"
 
@@ -22,7 +22,7 @@ struct Stream {
   QuoteFeeder q;
   std::vector<ByteString> frames;
   Stream(int records, bool positional) {
-    q.bas.Simbolos.ReplaceAll(EquityTable(records));
+    q.bas.Quotes().Simbolos.ReplaceAll(EquityTable(records));
     q.bas.Form().Data.Subscribe([] {});
     std::mt19937 rng(3);
     for (int k = 0; k < 1024; ++k) {
@@ -46,7 +46,7 @@ struct Stream {
 void RunQuotes(benchmark::State& state, bool positional) {
   Stream s(static_cast<int>(state.range(0)), positional);
   for (const auto& f : s.frames)
-    ProcessPacketUDP(s.q.bas, f);  // warm up: capacities settle
+    s.q.bas.Link().ProcessPacketUDP(f);  // warm up: capacities settle
   const size_t published_before = s.q.published.capacity();
   s.q.published.clear();
   s.q.published.shrink_to_fit();
@@ -54,12 +54,12 @@ void RunQuotes(benchmark::State& state, bool positional) {
   // The fixture's recording subscriber copies boards; drop it for the measurement.
   QuoteFeeder& q = s.q;
   q.frm.Data.Unsubscribe(1);
-  q.bas.frame_tap = nullptr;  // the fixture's recorders copy what they see
+  q.bas.Link().frame_tap = nullptr;  // the fixture's recorders copy what they see
   q.frm.SetView(nullptr);
   const int64_t before = AllocationCount();
   size_t k = 0;
   for (auto _ : state) {
-    ProcessPacketUDP(q.bas, s.frames[k++ & 1023]);
+    q.bas.Link().ProcessPacketUDP(s.frames[k++ & 1023]);
   }
   const int64_t allocs = AllocationCount() - before;
   state.counters["quotes/s"] =
@@ -91,17 +91,18 @@ void BM_ReadFullRecord20(benchmark::State& state) {
   for (int16_t j = 1; j < 20; ++j)
     db.slots.push_back({2, 4, static_cast<int16_t>(j % 13)});
   img.databases = {db};
-  (void)ParseFeedImage(WriteImage(img), ByteView("\x09\x03\0\x01", 4), &f.bas.feed_database,
+  (void)ParseFeedImage(WriteImage(img), ByteView("\x09\x03\0\x01", 4), &f.bas.Database(),
                        [](std::string_view) {});
   f.frm.DTNSYMBOLS.Add("ES");
-  const int32_t idx = f.bas.Simbolos.Add("DCBA", 1, "ES", [](std::string_view) { return 1; });
+  const int32_t idx =
+      f.bas.Quotes().Simbolos.Add("DCBA", 1, "ES", [](std::string_view) { return 1; });
   ByteString text = "ES  ";
   for (int j = 1; j < 20; ++j)
     text += Be(static_cast<uint64_t>(1000 + j), 4);
   text += "tr";
   for (auto _ : state) {
     int32_t index = idx;
-    ReadFullRecord(f.bas, text, 1, &index, 1, 20, "DCBA", 1);
+    f.bas.Quotes().ReadFullRecord(text, 1, &index, 1, 20, "DCBA", 1);
     benchmark::DoNotOptimize(index);
   }
   state.counters["records/s"] =

@@ -22,9 +22,9 @@ struct Stream {
   QuoteFeeder q;
   std::vector<ByteString> frames;
   Stream() {
-    q.bas.Simbolos.ReplaceAll(EquityTable(1000));
+    q.bas.Quotes().Simbolos.ReplaceAll(EquityTable(1000));
     q.frm.Data.Unsubscribe(1);  // the fixture's recorder copies every board
-    q.bas.frame_tap = nullptr;
+    q.bas.Link().frame_tap = nullptr;
     std::mt19937 rng(3);
     for (int k = 0; k < 1024; ++k) {
       const int code = static_cast<int>(rng() % 1000u);
@@ -40,7 +40,7 @@ struct Stream {
 void Run(benchmark::State& state, Stream& s, EventLoop& loop) {
   size_t k = 0;
   for (auto _ : state) {
-    ProcessPacketUDP(s.q.bas, s.frames[k++ & 1023]);
+    s.q.bas.Link().ProcessPacketUDP(s.frames[k++ & 1023]);
     loop.PumpOnce();
   }
   state.counters["quotes/s"] =

@@ -1,7 +1,10 @@
 // The console's surface: the status items that the logic writes to, the signal `Data`, the
-// watch list `DTNSYMBOLS`, and the window operations. All of the logic needs only these, so the
-// feeder runs the same with or without a window: a ConsoleView decides what is shown (a log on a
-// terminal, a window, or nothing).
+// watch list `DTNSYMBOLS`, the quote board, and the window operations. All of the logic needs
+// only these, so the feeder runs the same with or without a window: a ConsoleView decides what
+// is shown (a log on a terminal, a window, or nothing).
+//
+// Header only: the subsystems below the client build on this contract without linking the
+// client's library, so the layers keep running one way.
 #ifndef QUOTLINK_CLIENT_CONSOLE_SURFACE_H_
 #define QUOTLINK_CLIENT_CONSOLE_SURFACE_H_
 
@@ -17,7 +20,24 @@
 namespace quotlink {
 
 enum class ConsoleItem { kMensagem, kInfo, kInfo1, kDTNIPT, kDTNPORTT, kLOCALPORTT };
-const char* ConsoleItemName(ConsoleItem item);
+
+inline const char* ConsoleItemName(ConsoleItem item) {
+  switch (item) {
+    case ConsoleItem::kMensagem:
+      return "Mensagem";
+    case ConsoleItem::kInfo:
+      return "Info";
+    case ConsoleItem::kInfo1:
+      return "Info1";
+    case ConsoleItem::kDTNIPT:
+      return "DTNIPT";
+    case ConsoleItem::kDTNPORTT:
+      return "DTNPORTT";
+    case ConsoleItem::kLOCALPORTT:
+      return "LOCALPORTT";
+  }
+  return "?";
+}
 
 // The three states of the lamp: the window's background colour until a frame paints it.
 enum class LampColor { kUnpainted, kLightCyan, kLightRed };
@@ -53,10 +73,16 @@ class Label {
 
   // Sets the caption; the view hears of it only when the text differs. Reuses the caption's
   // storage, so a steady stream of captions allocates nothing.
-  void SetCaption(std::string_view text);
+  void SetCaption(std::string_view text) {
+    if (text == caption_) return;
+    caption_.assign(text);
+    if (*view_ != nullptr) (*view_)->CaptionChanged(item_, caption_);
+  }
   const std::string& Caption() const { return caption_; }
   // Has the caption shown before the call returns.
-  void Refresh();
+  void Refresh() {
+    if (*view_ != nullptr) (*view_)->RepaintItem(item_);
+  }
 
  private:
   const ConsoleItem item_;
@@ -67,7 +93,11 @@ class Label {
 class Lamp {
  public:
   explicit Lamp(ConsoleView* const* view) : view_(view) {}
-  void SetColor(LampColor color);
+  void SetColor(LampColor color) {
+    if (color == color_) return;
+    color_ = color;
+    if (*view_ != nullptr) (*view_)->LampChanged(color);
+  }
   LampColor Color() const { return color_; }
 
  private:
@@ -82,7 +112,11 @@ class TextSignal {
  public:
   using Handler = Subscribers::Handler;
 
-  void SetText(std::string_view text);
+  void SetText(std::string_view text) {
+    if (text == text_) return;
+    text_.assign(text);
+    subscribers_.Fire();
+  }
   const std::string& Text() const { return text_; }
   // Returns an id above 0 for Unsubscribe.
   int Subscribe(Handler handler) { return subscribers_.Subscribe(std::move(handler)); }
@@ -98,9 +132,17 @@ class TextSignal {
 class WatchList {
  public:
   // The position of `text`, or 0 when it isn't on the list.
-  int32_t Find(std::string_view text) const;
+  int32_t Find(std::string_view text) const {
+    auto it = index_.find(text);
+    return it == index_.end() ? 0 : it->second;
+  }
   // Appends `text` and gives its position. REQUIRES: Find(text) < 1 (callers look first).
-  int32_t Add(std::string_view text);
+  int32_t Add(std::string_view text) {
+    entries_.emplace_back(text);
+    const auto position = static_cast<int32_t>(entries_.size());
+    index_.emplace(entries_.back(), position);
+    return position;
+  }
   int32_t size() const { return static_cast<int32_t>(entries_.size()); }
   const std::string& at(int32_t position) const { return entries_[position - 1]; }
 
@@ -138,15 +180,36 @@ class ConsoleSurface {
   Lamp Picture1{&view_};
   TextSignal Data;
   WatchList DTNSYMBOLS;
+  // The quote being published, and the flag that the end of an image raises.
+  QuoteBoard board;
+  int16_t ComunicationOK = 0;
 
-  void RepaintForm();
+  void RepaintForm() {
+    if (view_ != nullptr) view_->RepaintForm();
+  }
   // Shows `text` with an OK button and waits for the operator (headless: records it).
-  void ModalMessage(std::string_view text);
-  void Beep();
-  void Show();
-  void Hide();
-  void SetNormal();
-  void BringToFront();
+  void ModalMessage(std::string_view text) {
+    modal_messages_.emplace_back(text);
+    if (view_ != nullptr) view_->ModalMessage(text);
+  }
+  void Beep() {
+    ++beeps_;
+    if (view_ != nullptr) view_->Beep();
+  }
+  void Show() {
+    visible_ = true;
+    if (view_ != nullptr) view_->ShowWindow();
+  }
+  void Hide() {
+    visible_ = false;
+    if (view_ != nullptr) view_->HideWindow();
+  }
+  void SetNormal() {
+    if (view_ != nullptr) view_->SetWindowNormal();
+  }
+  void BringToFront() {
+    if (view_ != nullptr) view_->BringToFront();
+  }
   bool visible() const { return visible_; }
 
   // What a headless console did, for the operator's log and for tests.

@@ -3,10 +3,8 @@
 #include <cmath>
 
 #include "client/quotlinkbas.h"
-#include "client/quotlinkfrm.h"
 #include "client/settings.h"
 #include "client/watch_list.h"
-#include "link/feed_requests.h"
 #include "link/feed_requests_format.h"
 
 namespace quotlink {
@@ -33,9 +31,10 @@ void QUOTLINKCls::Release() {
 
 Status QUOTLINKCls::Iniciar(std::string_view S) {
   if (bas_->ended()) return kEnded;
-  if (bas_->DataFolder.empty()) {
-    bas_->DataFolder = DataFolderFrom(S);
-    CreateDataFolder(bas_->DataFolder);
+  std::string& folder = bas_->settings().DataFolder;
+  if (folder.empty()) {
+    folder = DataFolderFrom(S);
+    CreateDataFolder(folder);
   }
   // Every start loads the file again, over the table.
   Status st = ReadSymbols(*bas_);
@@ -65,7 +64,7 @@ int32_t QUOTLINKCls::GetData(std::string_view S) {
   if (first == std::string_view::npos) return 0;
   const int32_t i = FindBySymbolText(*bas_, S);
   if (i < 1) return 0;
-  const SimboloRec r = bas_->Simbolos.at(i);
+  const SimboloRec r = bas_->Quotes().Simbolos.at(i);
   SetSimbolo(std::string_view(r.Simbolo, sizeof r.Simbolo));
   SetLast(r.Last);
   SetLastS(r.LastS);
@@ -86,8 +85,9 @@ int32_t QUOTLINKCls::GetData(std::string_view S) {
   SetFlag(1);
   feeder_ready_.Fire();
   if (bas_->ended()) return 0;
-  SendRequest(*bas_, kRequestDatabaseKey, ByteView(r.DatabaseKey, sizeof r.DatabaseKey));
-  SendRequest(*bas_, kRequestWatchCode, NumberToBytes(r.SymbolCode));
+  FeedLink& link = bas_->Link();
+  link.SendRequest(kRequestDatabaseKey, ByteView(r.DatabaseKey, sizeof r.DatabaseKey));
+  link.SendRequest(kRequestWatchCode, NumberToBytes(r.SymbolCode));
   return 0;
 }
 
@@ -142,14 +142,11 @@ void QUOTLINKCls::Class_Terminate() {
   }
   // Each step by itself: a failing one doesn't hold back the shutdown.
   WriteSymbols(*bas_);
-  if (bas_->HasForm()) {
-    QUOTLINKFRM& frm = bas_->Form();
-    (void)frm.TCP->Close();
-    (void)frm.UDP->Close();
-    if (new_data_ != 0) frm.Data.Unsubscribe(new_data_);
-    new_data_ = 0;
-    if (frm.loaded()) frm.Unload();
-  }
+  QUOTLINKFRM& frm = bas_->Form();
+  bas_->Link().CloseSockets();
+  if (new_data_ != 0) frm.Data.Unsubscribe(new_data_);
+  new_data_ = 0;
+  if (frm.loaded()) frm.Unload();
   console_ref_ = false;
   bas_->End();
 }

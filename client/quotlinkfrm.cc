@@ -2,10 +2,6 @@
 
 #include <charconv>
 
-#include "client/settings.h"
-#include "link/packet_dispatch.h"
-#include "link/session.h"
-
 namespace quotlink {
 namespace {
 
@@ -17,16 +13,16 @@ std::string PortText(int32_t port) {
 
 }  // namespace
 
-QUOTLINKFRM::QUOTLINKFRM(QUOTLINKBAS* bas) : ConsoleSurface(bas->view()), bas_(bas) {
-  TCP = bas->sockets().Create(Protocol::kTcp);
-  UDP = bas->sockets().Create(Protocol::kUdp);
-  TCP->on_data_arrival = [this] { TCP_DataArrival(*bas_); };
-  UDP->on_data_arrival = [this] { UDP_DataArrival(*bas_); };
-  TCP->on_connect = [this] { TCP_Connect(); };
-}
+QUOTLINKFRM::QUOTLINKFRM(ConsoleView* view, EventLoop* loop, FeedLink* link, Settings* settings,
+                         std::function<void()> end_feeder)
+    : ConsoleSurface(view),
+      loop_(loop),
+      link_(link),
+      settings_(settings),
+      end_feeder_(std::move(end_feeder)) {}
 
 QUOTLINKFRM::~QUOTLINKFRM() {
-  if (timer1_ != 0) bas_->loop().RemoveTimer(timer1_);
+  if (timer1_ != 0) loop_->RemoveTimer(timer1_);
 }
 
 void QUOTLINKFRM::Load() {
@@ -44,12 +40,8 @@ void QUOTLINKFRM::Unload() {
   Form_Unload();
 }
 
-Settings QUOTLINKFRM::CurrentSettings() const {
-  return Settings{bas_->FeedAddress, bas_->FeedPort, bas_->LocalPort};
-}
-
 void QUOTLINKFRM::SaveSettings() {
-  const Status st = WriteSettings(bas_->DataFolder, CurrentSettings());
+  const Status st = WriteSettings(settings_->DataFolder, *settings_);
   if (st.ok()) return;
   // Nothing waits on the file: report it and go on; the settings in memory stay as they are.
   Mensagem.SetCaption("Settings not saved - " + st.message());
@@ -57,32 +49,28 @@ void QUOTLINKFRM::SaveSettings() {
 }
 
 void QUOTLINKFRM::Form_Load() {
-  timer1_ = bas_->loop().AddTimer(kTimer1IntervalMs, [this] { Timer1_Timer(); });
-  Settings settings = CurrentSettings();
-  const Status st = ReadSettings(bas_->DataFolder, &settings);
-  bas_->FeedAddress = settings.FeedAddress;
-  bas_->FeedPort = settings.FeedPort;
-  bas_->LocalPort = settings.LocalPort;
+  timer1_ = loop_->AddTimer(kTimer1IntervalMs, [this] { Timer1_Timer(); });
+  const Status st = ReadSettings(settings_->DataFolder, settings_);
   if (!st.ok()) {
     // The file could be neither read nor created: the session runs on what the feeder holds.
     Mensagem.SetCaption("Settings file unreadable - " + st.message());
     Mensagem.Refresh();
   }
-  DTNIPT.SetCaption(bas_->FeedAddress);
-  DTNPORTT.SetCaption(PortText(bas_->FeedPort));
-  LOCALPORTT.SetCaption(PortText(bas_->LocalPort));
-  ApplySocketSettings(*bas_);
+  DTNIPT.SetCaption(settings_->FeedAddress);
+  DTNPORTT.SetCaption(PortText(settings_->FeedPort));
+  LOCALPORTT.SetCaption(PortText(settings_->LocalPort));
+  link_->ApplySocketSettings();
   Show();
   RepaintForm();
-  StartSession(*bas_);
-  if (bas_->ended()) return;
+  link_->StartSession();
+  if (link_->stopped()) return;
   Show();
   RepaintForm();
 }
 
 void QUOTLINKFRM::Form_Unload() {
   SaveSettings();
-  bas_->End();
+  end_feeder_();
 }
 
 void QUOTLINKFRM::Command1_Click() {
@@ -100,25 +88,16 @@ void QUOTLINKFRM::Command2_Click() {
                  " must be a whole number from -2147483648 to 2147483647; nothing changed.");
     return;
   }
-  bas_->FeedAddress = DTNIPT.Caption();
-  bas_->FeedPort = feed_port;
-  bas_->LocalPort = local_port;
+  settings_->FeedAddress = DTNIPT.Caption();
+  settings_->FeedPort = feed_port;
+  settings_->LocalPort = local_port;
   SaveSettings();
-  RestartFeed(*bas_);
+  link_->RestartFeed();
 }
 
 void QUOTLINKFRM::Timer1_Timer() {
-  WriteStatusLine();
+  link_->WriteStatusLine();
   RepaintForm();
-}
-
-void QUOTLINKFRM::TCP_Connect() {
-  bas_->TcpConnected = 1;
-}
-
-void QUOTLINKFRM::WriteStatusLine() {
-  FormatStatusLine(&status_line_, bas_->TcpPacketCount, bas_->UdpPacketCount);
-  Mensagem.SetCaption(status_line_);
 }
 
 }  // namespace quotlink

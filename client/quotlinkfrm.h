@@ -1,17 +1,15 @@
-// QUOTLINKFRM: the console form "DTN Control". Besides what the operator sees (the surface),
-// it owns the two sockets, their FeedBuffers, the timer, the watch list, the QuoteBoard and the
-// signal `Data`, and its handlers run the session.
+// QUOTLINKFRM: the console form "DTN Control". It is the console's surface (the items that the
+// rest of the feeder writes to, the quote board and the signal `Data`), and its handlers load
+// the settings, run Timer1 and answer the operator's buttons by driving the feed link.
 #ifndef QUOTLINK_CLIENT_QUOTLINKFRM_H_
 #define QUOTLINK_CLIENT_QUOTLINKFRM_H_
 
-#include <memory>
-#include <string>
+#include <functional>
 
 #include "client/console_surface.h"
-#include "client/quotlinkbas.h"
 #include "client/settings.h"
-#include "link/frame_intake.h"
-#include "platform/socket.h"
+#include "link/feed_link.h"
+#include "platform/event_loop.h"
 
 namespace quotlink {
 
@@ -20,8 +18,11 @@ class QUOTLINKFRM : public ConsoleSurface {
   // Timer1's interval.
   static constexpr int kTimer1IntervalMs = 2000;
 
-  // `bas` owns the form and outlives it.
-  explicit QUOTLINKFRM(QUOTLINKBAS* bas);
+  // `view` (may be null) shows the form. `loop`, `link` and `settings` are not owned and must
+  // outlive the form; `link` need not be built yet, it is used from the first Load on.
+  // `end_feeder` runs when the form unloads: it shuts the feeder down.
+  QUOTLINKFRM(ConsoleView* view, EventLoop* loop, FeedLink* link, Settings* settings,
+              std::function<void()> end_feeder);
   ~QUOTLINKFRM();
   QUOTLINKFRM(const QUOTLINKFRM&) = delete;
   QUOTLINKFRM& operator=(const QUOTLINKFRM&) = delete;
@@ -40,33 +41,18 @@ class QUOTLINKFRM : public ConsoleSurface {
   void Command1_Click();
   void Command2_Click();
   void Timer1_Timer();
-  void TCP_Connect();
 
-  // Writes the status line of the packet counts to Mensagem.
-  void WriteStatusLine();
-
-  // The settings as the feeder holds them, and their file written from them. A failed write is
-  // reported on the console and changes nothing else.
-  Settings CurrentSettings() const;
+  // The settings file written from the settings the feeder holds. A failed write is reported
+  // on the console and changes nothing else.
   void SaveSettings();
 
-  std::unique_ptr<Socket> TCP;
-  std::unique_ptr<Socket> UDP;
-  FeedBuffer tcp_buffer;
-  FeedBuffer udp_buffer;
-  QuoteBoard board;
-  int16_t ComunicationOK = 0;
-
-  // The buffer that a DataArrival event reads into; one per path, reused.
-  ByteString& read_scratch(FeedPath path) { return path == FeedPath::kTcp ? tcp_read_ : udp_read_; }
-
  private:
-  QUOTLINKBAS* const bas_;
+  EventLoop* const loop_;
+  FeedLink* const link_;
+  Settings* const settings_;
+  const std::function<void()> end_feeder_;
   bool loaded_ = false;
   int timer1_ = 0;
-  ByteString tcp_read_;
-  ByteString udp_read_;
-  std::string status_line_;
 };
 
 }  // namespace quotlink

@@ -19,12 +19,15 @@ inline constexpr std::string_view kDefaultFeedAddress = "127.0.0.1";
 constexpr int32_t kDefaultFeedPort = 21560;
 constexpr int32_t kDefaultLocalPort = 20547;
 
-// The three settings. The values at the start of the process are the empty address and 0, which
-// is what a settings file that lacks a line leaves.
+// The feeder's settings: the three that the settings file keeps, and the folder of its files.
+// The values at the start of the process are the empty address and 0, which is what a settings
+// file that lacks a line leaves. Header only in what the subsystems read: the struct.
 struct Settings {
   std::string FeedAddress;  // remote host of both sockets
   int32_t FeedPort = 0;     // remote port of both sockets
   int32_t LocalPort = 0;    // local port of the datagram socket
+  // With its closing "/" once set; empty: the current directory. Not in the settings file.
+  std::string DataFolder;
 };
 
 // The data folder below `parent`: `parent`, a "/" unless it ends in one, then "DTN/". An empty

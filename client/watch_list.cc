@@ -5,15 +5,13 @@
 #include <vector>
 
 #include "client/quotlinkbas.h"
-#include "client/quotlinkfrm.h"
 #include "client/symbols_file.h"
-#include "link/feed_requests.h"
 #include "link/feed_requests_format.h"
 
 namespace quotlink {
 
 int32_t FindBySymbolText(QUOTLINKBAS& bas, std::string_view S) {
-  SimboloTable& table = bas.Simbolos;
+  SimboloTable& table = bas.Quotes().Simbolos;
   for (int32_t i = 1; i <= table.size(); ++i) {
     SimboloRec r = table.at(i);
     const std::string_view clean = CleanSymbol(std::string_view(r.Simbolo, sizeof r.Simbolo));
@@ -41,27 +39,29 @@ void WatchSimbolo(QUOTLINKBAS& bas, std::string_view S) {
   }
   const int32_t i = FindBySymbolText(bas, S);
   if (i < 1) return;  // its record comes from the stream, which asks for it then
-  const SimboloRec r = bas.Simbolos.at(i);
+  const SimboloRec r = bas.Quotes().Simbolos.at(i);
   const ByteView key(r.DatabaseKey, sizeof r.DatabaseKey);
   const ByteString code = NumberToBytes(r.SymbolCode);
   for (int k = 0; k < 2; ++k) {
-    SendRequest(bas, kRequestDatabaseKey, key);
-    SendRequest(bas, kRequestWatchCode, code);
+    bas.Link().SendRequest(kRequestDatabaseKey, key);
+    bas.Link().SendRequest(kRequestWatchCode, code);
   }
 }
 
 Status ReadSymbols(QUOTLINKBAS& bas) {
   std::vector<SimboloRec> survivors;
-  Status st = ReadSymbolsFile(bas.DataFolder + kSymbolsFileName, bas.clock().Now(), &survivors);
+  Status st =
+      ReadSymbolsFile(bas.settings().DataFolder + kSymbolsFileName, bas.clock().Now(), &survivors);
   if (!st.ok()) return st;
-  if (!survivors.empty()) bas.Simbolos.ReplaceAll(std::move(survivors));
+  if (!survivors.empty()) bas.Quotes().Simbolos.ReplaceAll(std::move(survivors));
   return Status::Ok();
 }
 
 void WriteSymbols(QUOTLINKBAS& bas) {
-  if (bas.Simbolos.size() < 1) return;
-  const Status st = WriteSymbolsFile(bas.DataFolder + kSymbolsFileName, bas.Simbolos);
-  if (st.ok() || !bas.HasForm()) return;
+  const SimboloTable& table = bas.Quotes().Simbolos;
+  if (table.size() < 1) return;
+  const Status st = WriteSymbolsFile(bas.settings().DataFolder + kSymbolsFileName, table);
+  if (st.ok()) return;
   bas.Form().Mensagem.SetCaption("SYMBOLS.DAT not saved - " + st.message());
   bas.Form().Mensagem.Refresh();
 }

@@ -1,34 +1,27 @@
 #include "database/parse_feed_database.h"
 
-#include "client/quotlinkbas.h"
-#include "client/quotlinkfrm.h"
-#include "database/feed_database.h"
-#include "link/feed_requests.h"
-
 namespace quotlink {
 
-void ParseFeedDatabase(QUOTLINKBAS& bas, ByteView image) {
-  QUOTLINKFRM& frm = bas.Form();
-  const ByteString version = NumberToBytes(bas.VersionValue);
+bool ParseFeedDatabase(FeedDatabase* database, ConsoleSurface* console, ByteView image,
+                       ByteView version) {
   // The parse runs in one stretch: each caption is painted as it is set.
   const ImageParse result =
-      ParseFeedImage(image, version, &bas.feed_database, [&frm](std::string_view caption) {
-        frm.Mensagem.SetCaption(caption);
-        frm.Mensagem.Refresh();
+      ParseFeedImage(image, version, database, [console](std::string_view caption) {
+        console->Mensagem.SetCaption(caption);
+        console->Mensagem.Refresh();
       });
   switch (result.kind) {
     case ImageParseKind::kAccepted:
-      break;
+      return true;
     case ImageParseKind::kWrongVersion:
-      frm.ModalMessage("diferente database");
-      bas.DatabasePending = 1;
-      break;
+      console->ModalMessage("diferente database");
+      return false;
     case ImageParseKind::kMalformed:
-      frm.Mensagem.SetCaption("Database image refused - " + result.reason);
-      frm.Mensagem.Refresh();
-      bas.DatabasePending = 1;
-      break;
+      console->Mensagem.SetCaption("Database image refused - " + result.reason);
+      console->Mensagem.Refresh();
+      return false;
   }
+  return false;
 }
 
 }  // namespace quotlink

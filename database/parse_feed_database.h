@@ -3,18 +3,19 @@
 #ifndef QUOTLINK_DATABASE_PARSE_FEED_DATABASE_H_
 #define QUOTLINK_DATABASE_PARSE_FEED_DATABASE_H_
 
+#include "client/console_surface.h"
+#include "database/feed_database.h"
 #include "util/bytes.h"
 
 namespace quotlink {
 
-class QUOTLINKBAS;
-
-// Replaces the feeder's FeedDatabase by `image`. An image of another version than asked for
-// shows "diferente database" and sets DatabasePending again; an image that ends before its
-// counts are satisfied is refused whole the same way (the console says why), so that the retry
-// asks again. Either way the database stays as it was.
-// REQUIRES: DatabasePending is 0 (the end frame clears it just before).
-void ParseFeedDatabase(QUOTLINKBAS& bas, ByteView image);
+// Replaces `*database` by `image` and returns true. An image of another `version` (the 4 bytes
+// of the version asked for) shows "diferente database" as a modal message; an image that ends
+// before its counts are satisfied is refused whole the same way, with the reason on Mensagem.
+// Either way it returns false and the database stays as it was, so that the caller can ask
+// again. Each progress caption is painted as it is set.
+bool ParseFeedDatabase(FeedDatabase* database, ConsoleSurface* console, ByteView image,
+                       ByteView version);
 
 }  // namespace quotlink
 

@@ -2,10 +2,7 @@
 
 #include <string>
 
-#include "client/quotlinkbas.h"
-#include "client/quotlinkfrm.h"
-#include "database/parse_feed_database.h"
-#include "link/feed_requests.h"
+#include "link/feed_link.h"
 #include "link/feed_requests_format.h"
 #include "link/packet_dispatch.h"
 
@@ -38,71 +35,79 @@ ByteView ImagePiece(ByteView frame) {
   return body < 2 ? ByteView() : Slice(frame, kFrameBodyOffset + 2, body - 2);
 }
 
-void EndOfImage(QUOTLINKBAS& bas, FeedPath path, ImageTransfer& t, ByteView frame) {
-  TraceLog& log = bas.trace_log;
+}  // namespace
+
+void FeedLink::EndOfImage(FeedPath path, ImageTransfer& t, ByteView frame) {
+  TraceLog& log = trace_log_;
   log.Line(frame);
   log.Line("Normal end.");
   log.Line("Process FDATABASE");
-  bas.DatabasePending = 0;
-  ParseFeedDatabase(bas, t.ImageText);
+  DatabasePending = 0;
+  // A refused image leaves the database as it was and the image pending, so that the retry
+  // asks again. Without decoders there is nothing to take the image.
+  if (decoders_ == nullptr ||
+      !decoders_->ParseFeedDatabase(t.ImageText, NumberToBytes(VersionValue))) {
+    DatabasePending = 1;
+  }
   t.ImageText.clear();
   // The flag as a number prints with a blank for its sign.
-  log.Line(std::string("OK Process FDATABASE ") + (bas.DatabasePending < 0 ? "" : " ") +
-           std::to_string(bas.DatabasePending));
+  log.Line(std::string("OK Process FDATABASE ") + (DatabasePending < 0 ? "" : " ") +
+           std::to_string(DatabasePending));
   log.Close();
   t.TraceFile = 0;
-  QUOTLINKFRM& frm = bas.Form();
-  frm.Info1.SetCaption("Database OK.");
-  frm.ComunicationOK = 1;
-  bas.QuotesEnabled = 1;
-  SendRequest(bas, kRequestImageDone, NumberToBytes(100));
-  bas.PacketCount(path) = 0;
+  console_->Info1.SetCaption("Database OK.");
+  console_->ComunicationOK = 1;
+  QuotesEnabled = 1;
+  SendRequest(kRequestImageDone, NumberToBytes(100));
+  PacketCount(path) = 0;
 }
 
-}  // namespace
-
-void ImageStep(QUOTLINKBAS& bas, FeedPath path, ByteView frame) {
-  ImageTransfer& t = bas.Transfer(path);
+void FeedLink::ImageStep(FeedPath path, ByteView frame) {
+  ImageTransfer& t = Transfer(path);
   switch (ByteAt(frame, 1)) {
     case kTypeImageFirst:
       // A first piece starts over, also in the middle of a transfer: the log holds only the
       // newest transfer.
       t.ImageText.assign(ImagePiece(frame));
       t.TraceFile = 1;
-      bas.trace_log.Open(bas.DataFolder + kTraceFileName);
-      bas.trace_log.Line(frame);
+      trace_log_.Open(settings_->DataFolder + kTraceFileName);
+      trace_log_.Line(frame);
       break;
     case kTypeImagePiece:
       // Pieces without a first one (or after a retry dropped the transfer) are ignored.
       if (t.TraceFile == 0) return;
       t.ImageText.append(ImagePiece(frame));
-      bas.trace_log.Line(frame);
+      trace_log_.Line(frame);
       break;
     case kTypeImageEnd:
       if (t.TraceFile == 0) return;
-      EndOfImage(bas, path, t, frame);
+      EndOfImage(path, t, frame);
       break;
     default:
       break;
   }
 }
 
-void RetryImageIfDue(QUOTLINKBAS& bas, FeedPath path) {
-  if (bas.DatabasePending == 0) return;
-  if (bas.clock().MonotonicMs() - bas.database_request_ms <= kImageRetryMs) return;
-  ImageTransfer& t = bas.Transfer(path);
+void FeedLink::MarkImagePending() {
+  const Clock& clock = loop_->clock();
+  DatabasePending = 1;
+  DatabaseRequestTime = clock.Now();
+  database_request_ms_ = clock.MonotonicMs();
+}
+
+void FeedLink::RetryImageIfDue(FeedPath path) {
+  if (DatabasePending == 0) return;
+  if (loop_->clock().MonotonicMs() - database_request_ms_ <= kImageRetryMs) return;
+  ImageTransfer& t = Transfer(path);
   if (t.TraceFile != 0) {
-    bas.trace_log.Close();
+    trace_log_.Close();
     t.TraceFile = 0;
   }
-  bas.DatabasePending = 1;
-  bas.DatabaseRequestTime = bas.clock().Now();
-  bas.database_request_ms = bas.clock().MonotonicMs();
-  QUOTLINKFRM& frm = bas.Form();
-  frm.Info1.SetCaption("Trying new download");
-  frm.Mensagem.Refresh();
-  SendRequest(bas, kRequestDatabaseImage, NumberToBytes(bas.VersionValue));
-  bas.PacketCount(path) = 0;
+  MarkImagePending();
+  console_->Info1.SetCaption("Trying new download");
+  console_->Mensagem.Refresh();
+  SendRequest(kRequestDatabaseImage, NumberToBytes(VersionValue));
+  PacketCount(path) = 0;
 }
 
 }  // namespace quotlink

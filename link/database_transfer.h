@@ -9,13 +9,11 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <string>
 
 #include "util/bytes.h"
 
 namespace quotlink {
-
-class QUOTLINKBAS;
-enum class FeedPath;
 
 constexpr const char* kTraceFileName = "temp.txt";
 // The image must come whole within this time of its request.
@@ -45,13 +43,6 @@ class TraceLog {
  private:
   std::FILE* file_ = nullptr;
 };
-
-// The image step of a processor, for a frame of type 6, 7 or 8 that passed the gates.
-void ImageStep(QUOTLINKBAS& bas, FeedPath path, ByteView frame);
-
-// Asks for the image again when it has been pending for over a minute since the last request.
-// Runs for every frame that gets this far through a processor.
-void RetryImageIfDue(QUOTLINKBAS& bas, FeedPath path);
 
 }  // namespace quotlink
 

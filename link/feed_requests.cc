@@ -1,10 +1,8 @@
 #include "link/feed_requests.h"
 
-#include "client/quotlinkbas.h"
-#include "client/quotlinkfrm.h"
-
 #include <cmath>
 
+#include "link/feed_link.h"
 #include "link/feed_requests_format.h"
 
 namespace quotlink {
@@ -42,12 +40,11 @@ ByteString BuildRequest(int16_t code, ByteView data) {
   return out;
 }
 
-void SendRequest(QUOTLINKBAS& bas, int16_t code, ByteView data) {
-  QUOTLINKFRM& frm = bas.Form();
-  const Status st = frm.TCP->SendData(BuildRequest(code, data));
+void FeedLink::SendRequest(int16_t code, ByteView data) {
+  const Status st = TCP->SendData(BuildRequest(code, data));
   if (st.ok()) return;
-  frm.Mensagem.SetCaption("TCP is not working - " + st.message());
-  frm.Mensagem.Refresh();
+  console_->Mensagem.SetCaption("TCP is not working - " + st.message());
+  console_->Mensagem.Refresh();
 }
 
 }  // namespace quotlink

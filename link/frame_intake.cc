@@ -2,9 +2,7 @@
 
 #include <cstring>
 
-#include "client/quotlinkbas.h"
-#include "client/quotlinkfrm.h"
-#include "link/packet_dispatch.h"
+#include "link/feed_link.h"
 
 namespace quotlink {
 namespace {
@@ -82,49 +80,51 @@ void TakeRead(FeedBuffer& buf, ByteView read, bool pump_each_pass, IntakeHost& h
 
 namespace {
 
-// Ties a cutting pass to the feeder: the pump, the beep, and the path's processor.
-class FeederIntake : public IntakeHost {
+// Ties a cutting pass to the link: the pump, the beep, and the path's processor.
+class LinkIntake : public IntakeHost {
  public:
-  FeederIntake(QUOTLINKBAS& bas, FeedPath path) : bas_(bas), path_(path) {}
-  void Pump() override { bas_.loop().PumpOnce(); }
-  void Beep() override { bas_.Form().Beep(); }
+  LinkIntake(FeedLink& link, EventLoop& loop, ConsoleSurface& console, FeedPath path)
+      : link_(link), loop_(loop), console_(console), path_(path) {}
+  void Pump() override { loop_.PumpOnce(); }
+  void Beep() override { console_.Beep(); }
   void Deliver(ByteView frame) override {
     if (path_ == FeedPath::kTcp) {
-      ProcessPacketTCP(bas_, frame);
+      link_.ProcessPacketTCP(frame);
     } else {
-      ProcessPacketUDP(bas_, frame);
+      link_.ProcessPacketUDP(frame);
     }
   }
-  bool Running() const override { return !bas_.ended(); }
+  bool Running() const override { return !link_.stopped(); }
 
  private:
-  QUOTLINKBAS& bas_;
+  FeedLink& link_;
+  EventLoop& loop_;
+  ConsoleSurface& console_;
   const FeedPath path_;
 };
 
-void DataArrival(QUOTLINKBAS& bas, FeedPath path) {
-  QUOTLINKFRM& frm = bas.Form();
-  FeedBuffer& buf = path == FeedPath::kTcp ? frm.tcp_buffer : frm.udp_buffer;
+}  // namespace
+
+void FeedLink::DataArrival(FeedPath path) {
+  FeedBuffer& buf = Buffer(path);
   // Inside a pass of this same socket (through the pump): leave the bytes in the socket, a
   // later event fetches them.
   if (buf.busy) return;
-  Socket* socket = path == FeedPath::kTcp ? frm.TCP.get() : frm.UDP.get();
-  ByteString& read = frm.read_scratch(path);
+  Socket* socket = path == FeedPath::kTcp ? TCP.get() : UDP.get();
+  ByteString& read = path == FeedPath::kTcp ? tcp_read_ : udp_read_;
   socket->GetData(&read);
   // While the image is pending, datagrams are read and thrown away: quotes decoded against an
   // old or missing image would be wrong.
-  if (path == FeedPath::kUdp && bas.DatabasePending != 0) return;
-  FeederIntake host(bas, path);
+  if (path == FeedPath::kUdp && DatabasePending != 0) return;
+  LinkIntake host(*this, *loop_, *console_, path);
   TakeRead(buf, read, path == FeedPath::kUdp, host);
 }
 
-}  // namespace
-
-void TCP_DataArrival(QUOTLINKBAS& bas) {
-  DataArrival(bas, FeedPath::kTcp);
+void FeedLink::TCP_DataArrival() {
+  DataArrival(FeedPath::kTcp);
 }
-void UDP_DataArrival(QUOTLINKBAS& bas) {
-  DataArrival(bas, FeedPath::kUdp);
+void FeedLink::UDP_DataArrival() {
+  DataArrival(FeedPath::kUdp);
 }
 
 }  // namespace quotlink

@@ -14,8 +14,6 @@
 
 namespace quotlink {
 
-class QUOTLINKBAS;
-
 // The most that a FeedBuffer holds: a read that would carry it beyond empties it.
 constexpr size_t kFeedBufferLimit = 180000;
 constexpr uint8_t kFrameMarker = 0x22;
@@ -53,10 +51,6 @@ class IntakeHost {
 // Appends one read to `buf` and cuts it, as one DataArrival event does after its read.
 // REQUIRES: !buf.busy (the caller returns at once while a pass runs).
 void TakeRead(FeedBuffer& buf, ByteView read, bool pump_each_pass, IntakeHost& host);
-
-// The DataArrival handlers of the two sockets of the feeder's console.
-void TCP_DataArrival(QUOTLINKBAS& bas);
-void UDP_DataArrival(QUOTLINKBAS& bas);
 
 }  // namespace quotlink
 

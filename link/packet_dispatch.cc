@@ -2,12 +2,7 @@
 
 #include <charconv>
 
-#include "client/quotlinkbas.h"
-#include "client/quotlinkfrm.h"
-#include "database/record_packets.h"
-#include "link/database_transfer.h"
-#include "link/frame_intake.h"
-#include "quotes/quote_packet.h"
+#include "link/feed_link.h"
 
 namespace quotlink {
 
@@ -21,78 +16,79 @@ void AppendCount(std::string* out, double count) {
   out->append(digits, r.ptr);
 }
 
-void ProcessPacket(QUOTLINKBAS& bas, FeedPath path, ByteView frame) {
+}  // namespace
+
+void FeedLink::ProcessPacket(FeedPath path, ByteView frame) {
   // The frame is a view into the socket's buffer, which stays put while this runs: it serves
   // as the processor's private copy.
-  if (bas.frame_tap) bas.frame_tap(path, frame);
+  if (frame_tap) frame_tap(path, frame);
   if (frame.size() < 11) return;
   const uint8_t type = ByteAt(frame, 1);
   // The body length, held as a signed 16-bit number: lengths of 32768 and more read negative
   // and match nothing that needs a length.
   const auto length = static_cast<int16_t>(BigEndian16(frame, 2));
 
-  double& count = bas.PacketCount(path);
+  double& count = PacketCount(path);
   count += 1;
   if (count > kPacketCountBound) count = 0;
 
-  QUOTLINKFRM& frm = bas.Form();
   if (path == FeedPath::kTcp) {
     if (type == kTypeMarkerEcho) return;
   } else {
-    frm.WriteStatusLine();
-    frm.RepaintForm();
+    WriteStatusLine();
+    console_->RepaintForm();
   }
 
-  if (bas.DatabasePending == 1 && (type == kTypeQuotes || type == kTypeRecord2)) return;
+  if (DatabasePending == 1 && (type == kTypeQuotes || type == kTypeRecord2)) return;
 
   if (type == kTypeTest && length == static_cast<int16_t>(kTestPacketBody.size()) &&
       Slice(frame, kFrameBodyOffset, static_cast<size_t>(length)) == kTestPacketBody) {
-    bas.FeedVerified = 1;
-    frm.Picture1.SetColor(LampColor::kLightCyan);
+    FeedVerified = 1;
+    console_->Picture1.SetColor(LampColor::kLightCyan);
     return;
   }
-  if (bas.FeedVerified == 0) {
-    frm.Picture1.SetColor(LampColor::kLightRed);
+  if (FeedVerified == 0) {
+    console_->Picture1.SetColor(LampColor::kLightRed);
     return;
   }
   if (type == kTypeImageFirst || type == kTypeImagePiece || type == kTypeImageEnd) {
-    ImageStep(bas, path, frame);
+    ImageStep(path, frame);
   }
-  RetryImageIfDue(bas, path);
+  RetryImageIfDue(path);
   if (type == kTypeStatus) {
     switch (BigEndian16(frame, kFrameBodyOffset)) {
       case kStatusWatchListCleared:
-        bas.WatchListCleared = 1;
+        WatchListCleared = 1;
         break;
       case kStatusRefreshOn:
-        frm.Info1.SetCaption("Refresh ON");
+        console_->Info1.SetCaption("Refresh ON");
         break;
       case kStatusRefreshOff:
-        frm.Info1.SetCaption("Refresh OFF");
+        console_->Info1.SetCaption("Refresh OFF");
         break;
       default:
         break;
     }
     return;
   }
-  if (bas.DatabasePending == 1) return;
-  if (bas.QuotesEnabled == 0) return;
+  if (DatabasePending == 1) return;
+  if (QuotesEnabled == 0) return;
+  // Without decoders (a link on its own) a frame ends at the gates.
+  if (decoders_ == nullptr) return;
   switch (type) {
     case kTypeRecord2:
-      DecodeRecordPacket(bas, frame, 2);
+      decoders_->DecodeRecordPacket(frame, 2);
       break;
     case kTypeRecord4:
-      DecodeRecordPacket(bas, frame, 4);
+      decoders_->DecodeRecordPacket(frame, 4);
       break;
     case kTypeQuotes:
-      DecodeQuotePacket(bas, frame);
+      decoders_->DecodeQuotePacket(frame);
       break;
     default:
       break;
   }
 }
-
-}  // namespace
 
 void FormatStatusLine(std::string* out, double tcp_count, double udp_count) {
   out->assign("Packets TCP/UDP = ");
@@ -101,11 +97,16 @@ void FormatStatusLine(std::string* out, double tcp_count, double udp_count) {
   AppendCount(out, udp_count);
 }
 
-void ProcessPacketTCP(QUOTLINKBAS& bas, ByteView frame) {
-  ProcessPacket(bas, FeedPath::kTcp, frame);
+void FeedLink::ProcessPacketTCP(ByteView frame) {
+  ProcessPacket(FeedPath::kTcp, frame);
 }
-void ProcessPacketUDP(QUOTLINKBAS& bas, ByteView frame) {
-  ProcessPacket(bas, FeedPath::kUdp, frame);
+void FeedLink::ProcessPacketUDP(ByteView frame) {
+  ProcessPacket(FeedPath::kUdp, frame);
+}
+
+void FeedLink::WriteStatusLine() {
+  FormatStatusLine(&status_line_, TcpPacketCount, UdpPacketCount);
+  console_->Mensagem.SetCaption(status_line_);
 }
 
 }  // namespace quotlink

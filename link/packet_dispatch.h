@@ -14,8 +14,6 @@
 
 namespace quotlink {
 
-class QUOTLINKBAS;
-
 // Packet types that the link tells apart. DO NOT CHANGE: they are the feed's wire values.
 enum PacketType : uint8_t {
   kTypeImageFirst = 6,
@@ -39,11 +37,6 @@ extern const ByteView kTestPacketBody;
 
 // Counts above this bound start again from 0.
 constexpr double kPacketCountBound = 2147483640.0;
-
-// The processors. `frame` is one whole frame, marker and trailer included; it is only read,
-// and it stays valid for the call (the intake doesn't touch its buffer while a pass runs).
-void ProcessPacketTCP(QUOTLINKBAS& bas, ByteView frame);
-void ProcessPacketUDP(QUOTLINKBAS& bas, ByteView frame);
 
 // "Packets TCP/UDP = " then both counts, written into `*out` (its storage is reused).
 void FormatStatusLine(std::string* out, double tcp_count, double udp_count);

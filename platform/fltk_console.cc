@@ -277,13 +277,13 @@ void FltkConsole::BringToFront() {
 
 void FltkConsole::OnHide(Fl_Widget*, void* self) {
   auto* c = static_cast<FltkConsole*>(self);
-  if (c->bas_ == nullptr || !c->bas_->HasForm()) return;
+  if (c->bas_ == nullptr) return;
   c->bas_->Form().Command1_Click();
 }
 
 void FltkConsole::OnRestart(Fl_Widget*, void* self) {
   auto* c = static_cast<FltkConsole*>(self);
-  if (c->bas_ == nullptr || !c->bas_->HasForm() || c->bas_->ended()) return;
+  if (c->bas_ == nullptr || c->bas_->ended()) return;
   if (c->restarting_) {
     fl_beep();
     return;
@@ -297,7 +297,7 @@ void FltkConsole::OnClose(Fl_Widget*, void* self) {
   // Escape also reaches a window's callback; only the close box ends the feeder.
   if (Fl::event() == FL_SHORTCUT && Fl::event_key() == FL_Escape) return;
   auto* c = static_cast<FltkConsole*>(self);
-  if (c->bas_ == nullptr || !c->bas_->HasForm()) {
+  if (c->bas_ == nullptr) {
     c->window_->hide();
     return;
   }
@@ -307,7 +307,7 @@ void FltkConsole::OnClose(Fl_Widget*, void* self) {
 
 void FltkConsole::OnEdit(Fl_Widget* w, void* self) {
   auto* c = static_cast<FltkConsole*>(self);
-  if (c->bas_ == nullptr || !c->bas_->HasForm()) return;
+  if (c->bas_ == nullptr) return;
   QUOTLINKFRM& frm = c->bas_->Form();
   auto* in = static_cast<Fl_Input*>(w);
   const std::string_view text(in->value(), static_cast<size_t>(in->size()));

@@ -1,11 +1,12 @@
-#include "quotes/field_walkers.h"
-
+// The field walkers: the steps that turn the bytes of a quote into fields of a quote record,
+// steered by the layout that the feed's database image holds for the packet's key.
+//
+// ReadFullRecord reads a positional record (fields in layout order, no field numbers);
+// ApplyField takes one entry of a field list. Beside them, the lookups of a layout, a record,
+// and the format of a field-list entry. Nothing here keeps state between calls.
 #include <algorithm>
 
-#include "client/quotlinkbas.h"
-#include "client/quotlinkfrm.h"
-#include "database/feed_database.h"
-#include "quotes/simbolo_table.h"
+#include "quotes/quote_stream.h"
 
 namespace quotlink {
 namespace {
@@ -33,44 +34,44 @@ size_t Width(const FieldSlot& slot) {
 
 }  // namespace
 
-int16_t FindDatabase(const QUOTLINKBAS& bas, ByteView key) {
-  return FindDatabaseIndex(bas.feed_database, key);
+int16_t QuoteStream::FindDatabase(ByteView key) const {
+  return FindDatabaseIndex(*database_, key);
 }
 
-int32_t FindSimbolo(QUOTLINKBAS& bas, ByteView key, int32_t code, ByteView shownSymbol) {
-  const int32_t result = bas.Simbolos.size() < 1 ? -1 : bas.Simbolos.Find(key, code);
-  FormatFindCaption(&bas.find_caption, shownSymbol, result);
-  bas.Form().Info.SetCaption(bas.find_caption);
+int32_t QuoteStream::FindSimbolo(ByteView key, int32_t code, ByteView shownSymbol) {
+  const int32_t result = Simbolos.size() < 1 ? -1 : Simbolos.Find(key, code);
+  FormatFindCaption(&find_caption_, shownSymbol, result);
+  console_->Info.SetCaption(find_caption_);
   return result;
 }
 
-int32_t AddSimbolo(QUOTLINKBAS& bas, ByteView key, int32_t code, ByteView symbol) {
-  const WatchList& list = bas.Form().DTNSYMBOLS;
-  return bas.Simbolos.Add(key, code, symbol,
-                          [&list](std::string_view cleaned) { return list.Find(cleaned); });
+int32_t QuoteStream::AddSimbolo(ByteView key, int32_t code, ByteView symbol) {
+  const WatchList& list = console_->DTNSYMBOLS;
+  return Simbolos.Add(key, code, symbol,
+                      [&list](std::string_view cleaned) { return list.Find(cleaned); });
 }
 
-int16_t ResolveFormat(const QUOTLINKBAS& bas, int16_t db, int fieldNumber, int32_t index) {
-  const DatabaseRec* rec = bas.feed_database.Database(db);
+int16_t QuoteStream::ResolveFormat(int16_t db, int fieldNumber, int32_t index) const {
+  const DatabaseRec* rec = database_->Database(db);
   if (rec == nullptr) return 0;
   int16_t format = rec->Slot(fieldNumber).Format;
-  const bool has_record = index >= 1 && index <= bas.Simbolos.size();
+  const bool has_record = index >= 1 && index <= Simbolos.size();
   // From the table's record, not the working one: a format that arrives in the same field list
   // takes effect from the next quote.
-  if (format == kFormatPrimary) format = has_record ? bas.Simbolos.at(index).PrimaryFormat : 0;
-  if (format == kFormatSecondary) format = has_record ? bas.Simbolos.at(index).SecondaryFormat : 0;
+  if (format == kFormatPrimary) format = has_record ? Simbolos.at(index).PrimaryFormat : 0;
+  if (format == kFormatSecondary) format = has_record ? Simbolos.at(index).SecondaryFormat : 0;
   return format;
 }
 
-void ReadFullRecord(QUOTLINKBAS& bas, ByteView text, int16_t db, int32_t* index, int32_t start,
-                    int32_t count, ByteView key, int32_t code) {
-  const DatabaseRec* rec = bas.feed_database.Database(db);
+void QuoteStream::ReadFullRecord(ByteView text, int16_t db, int32_t* index, int32_t start,
+                                 int32_t count, ByteView key, int32_t code) {
+  const DatabaseRec* rec = database_->Database(db);
   if (rec == nullptr) return;
-  const bool existing = *index >= 1 && *index <= bas.Simbolos.size();
-  SimboloRec work = existing ? bas.Simbolos.at(*index) : NewWorkingRecord();
+  const bool existing = *index >= 1 && *index <= Simbolos.size();
+  SimboloRec work = existing ? Simbolos.at(*index) : NewWorkingRecord();
   // The frame's trailer is no field: the walk ends before it.
   const ByteView fields = text.size() >= 2 ? text.substr(0, text.size() - 2) : ByteView();
-  const SecTypes& types = bas.feed_database.SecTypeNumbers();
+  const SecTypes& types = database_->SecTypeNumbers();
   size_t cursor = start >= 1 ? static_cast<size_t>(start - 1) : 0;
   // A layout has at most 256 slots; numbers beyond read as unfilled slots, which add nothing
   // that the 256th didn't.
@@ -78,7 +79,7 @@ void ReadFullRecord(QUOTLINKBAS& bas, ByteView text, int16_t db, int32_t* index,
   const int32_t filled = std::clamp<int32_t>(rec->CountB, 0, 256);
   for (int32_t j = 1; j <= last; ++j) {
     if (cursor >= fields.size()) break;
-    const FieldSlot slot = j <= filled ? rec->Slot(j) : UnfilledSlot(bas.feed_database);
+    const FieldSlot slot = j <= filled ? rec->Slot(j) : UnfilledSlot(*database_);
     const ByteView value = Slice(fields, cursor, Width(slot));
     // A code field without bytes leaves the process code as it was.
     if (slot.process_code && !value.empty()) work.ProcessCode = ByteAt(value, 0);
@@ -94,24 +95,24 @@ void ReadFullRecord(QUOTLINKBAS& bas, ByteView text, int16_t db, int32_t* index,
     cursor += Width(slot);
   }
   if (existing) {
-    bas.Simbolos.Store(*index, work);
+    Simbolos.Store(*index, work);
     return;
   }
-  *index = AddSimbolo(bas, key, code, ByteView(work.Simbolo, sizeof work.Simbolo));
+  *index = AddSimbolo(key, code, ByteView(work.Simbolo, sizeof work.Simbolo));
   if (*index < 1) return;
   // The first record of a new instrument gives only how its fields read; its prices are left
   // for the next record or field update.
-  SimboloRec stored = bas.Simbolos.at(*index);
+  SimboloRec stored = Simbolos.at(*index);
   stored.ProcessCode = work.ProcessCode;
   stored.QuoteFlags = work.QuoteFlags;
   stored.PrimaryFormat = work.PrimaryFormat;
   stored.SecondaryFormat = work.SecondaryFormat;
   stored.ChangeFieldDef = work.ChangeFieldDef;
-  bas.Simbolos.Store(*index, stored);
+  Simbolos.Store(*index, stored);
 }
 
-void ApplyField(const QUOTLINKBAS& bas, ByteView value, int16_t format, FieldKind kind,
-                int32_t index, int16_t db, SimboloRec& record) {
+void QuoteStream::ApplyField(ByteView value, int16_t format, FieldKind kind, int32_t index,
+                             int16_t db, SimboloRec& record) const {
   if (index < 1 || value.empty()) return;
   switch (format) {
     case kFormatFlags:
@@ -127,9 +128,9 @@ void ApplyField(const QUOTLINKBAS& bas, ByteView value, int16_t format, FieldKin
     default:
       break;
   }
-  const DatabaseRec* rec = bas.feed_database.Database(db);
+  const DatabaseRec* rec = database_->Database(db);
   if (rec == nullptr) return;
-  SetField(record, value, kind, format, rec->SecType, bas.feed_database.SecTypeNumbers());
+  SetField(record, value, kind, format, rec->SecType, database_->SecTypeNumbers());
 }
 
 }  // namespace quotlink

@@ -1,11 +1,9 @@
-#include "quotes/publication.h"
-
+// Quote publication: one quote handed from a decoder to every client object, through the
+// QuoteBoard of the console and the bell `Data`.
 #include <cmath>
 #include <cstdio>
 
-#include "client/quotlinkbas.h"
-#include "client/quotlinkfrm.h"
-#include "quotes/simbolo_table.h"
+#include "quotes/quote_stream.h"
 
 namespace quotlink {
 
@@ -46,10 +44,12 @@ void FillBoard(QuoteBoard& b, const SimboloRec& r, ByteView symbol) {
   b.vVol = r.Vol;
 }
 
+}  // namespace
+
 // The bell's text: the stored symbol, the last price, and minute * 60 + second, so that it
 // differs from the one before for any new price or second.
-void RingData(QUOTLINKBAS& bas, const SimboloRec& r, double now) {
-  std::string& text = bas.data_text;
+void QuoteStream::RingData(const SimboloRec& r, double now) {
+  std::string& text = data_text_;
   text.assign(r.Simbolo, sizeof r.Simbolo);
   text.push_back(' ');
   AppendPlainNumber(&text, r.Last, 7);
@@ -57,34 +57,32 @@ void RingData(QUOTLINKBAS& bas, const SimboloRec& r, double now) {
   const double seconds_of_day = std::round((now - std::floor(now)) * 86400.0);
   const auto s = static_cast<int64_t>(seconds_of_day) % 3600;
   AppendPlainNumber(&text, static_cast<double>(s), 7);
-  bas.Form().Data.SetText(text);
+  console_->Data.SetText(text);
 }
 
-void Publish(QUOTLINKBAS& bas, int32_t index, ByteView symbol, bool record_packet) {
-  if (index < 1 || index > bas.Simbolos.size()) return;
-  QUOTLINKFRM& frm = bas.Form();
-  const SimboloRec& r = bas.Simbolos.at(index);
-  FillBoard(frm.board, r, symbol);
-  const double now = bas.clock().Now();
+void QuoteStream::Publish(int32_t index, ByteView symbol, bool record_packet) {
+  if (index < 1 || index > Simbolos.size()) return;
+  QuoteBoard& board = console_->board;
+  const SimboloRec& r = Simbolos.at(index);
+  FillBoard(board, r, symbol);
+  const double now = clock_->Now();
   if (!record_packet) {
     const auto minutes =
         static_cast<int64_t>(std::round((now - std::floor(now)) * 1440.0 * 60.0)) / 60;
-    frm.board.vTime = static_cast<float>((minutes / 60) % 24 * 100 + minutes % 60);
+    board.vTime = static_cast<float>((minutes / 60) % 24 * 100 + minutes % 60);
   }
-  frm.board.fFlag = record_packet ? 1 : 0;
-  RingData(bas, r, now);  // subscribers run here and may do anything
+  board.fFlag = record_packet ? 1 : 0;
+  RingData(r, now);  // subscribers run here and may do anything
   if (record_packet) return;
-  if (index <= bas.Simbolos.size()) bas.Simbolos.at(index).LastUpdate = std::floor(now);
+  if (index <= Simbolos.size()) Simbolos.at(index).LastUpdate = std::floor(now);
 }
 
-}  // namespace
-
-void PublishQuote(QUOTLINKBAS& bas, int32_t index, ByteView symbol) {
-  Publish(bas, index, symbol, false);
+void QuoteStream::PublishQuote(int32_t index, ByteView symbol) {
+  Publish(index, symbol, false);
 }
 
-void PublishRecord(QUOTLINKBAS& bas, int32_t index, ByteView symbol) {
-  Publish(bas, index, symbol, true);
+void QuoteStream::PublishRecord(int32_t index, ByteView symbol) {
+  Publish(index, symbol, true);
 }
 
 }  // namespace quotlink

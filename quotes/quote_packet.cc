@@ -1,13 +1,6 @@
-#include "quotes/quote_packet.h"
-
-#include "client/quotlinkbas.h"
-#include "client/quotlinkfrm.h"
-#include "database/feed_database.h"
-#include "link/feed_requests.h"
+// The live quote packet, type 20: a batch of quotes of one database.
 #include "link/feed_requests_format.h"
-#include "quotes/field_walkers.h"
-#include "quotes/publication.h"
-#include "quotes/simbolo_table.h"
+#include "quotes/quote_stream.h"
 
 namespace quotlink {
 namespace {
@@ -30,20 +23,20 @@ int32_t FieldCount(const DatabaseRec& rec, uint8_t form) {
   return form == 2 ? rec.CountA : rec.CountB;
 }
 
-// Asks the feed about an instrument it streams but hasn't described to us yet.
-void AskAbout(QUOTLINKBAS& bas, ByteView key, int32_t code) {
-  const ByteString k = NumberToBytes(code);
-  SendRequest(bas, kRequestDatabaseKey, key);
-  for (int i = 0; i < 3; ++i)
-    SendRequest(bas, kRequestSymbolCode, k);
-  SendRequest(bas, kRequestDatabaseKey, key);
-  for (int i = 0; i < 3; ++i)
-    SendRequest(bas, kRequestWatchCode, k);
-}
-
 }  // namespace
 
-void DecodeQuotePacket(QUOTLINKBAS& bas, ByteView frame) {
+// Asks the feed about an instrument it streams but hasn't described to us yet.
+void QuoteStream::AskAbout(ByteView key, int32_t code) {
+  const ByteString k = NumberToBytes(code);
+  requests_->SendRequest(kRequestDatabaseKey, key);
+  for (int i = 0; i < 3; ++i)
+    requests_->SendRequest(kRequestSymbolCode, k);
+  requests_->SendRequest(kRequestDatabaseKey, key);
+  for (int i = 0; i < 3; ++i)
+    requests_->SendRequest(kRequestWatchCode, k);
+}
+
+void QuoteStream::DecodeQuotePacket(ByteView frame) {
   if (frame.size() < kShortestPacket) return;
   const ByteView key = frame.substr(kKeyOffset, 4);
   const uint8_t form = ByteAt(frame, kFormOffset);
@@ -52,7 +45,7 @@ void DecodeQuotePacket(QUOTLINKBAS& bas, ByteView frame) {
   // W: the quotes, the quote in hand at its front, the frame's trailer at its end. The frame
   // (and so W and every symbol view) stays valid for the whole call.
   ByteView w = frame.substr(kQuotesOffset);
-  const int16_t db = FindDatabase(bas, key);
+  const int16_t db = FindDatabase(key);
   if (db < 0) return;
   SimboloRec work{};
 
@@ -62,11 +55,11 @@ void DecodeQuotePacket(QUOTLINKBAS& bas, ByteView frame) {
     const ByteView symbol = w.substr(0, L);
     const int32_t code = static_cast<int32_t>(BigEndian16(w, L));
     const uint8_t c = ByteAt(w, L + 2);
-    int32_t index = FindSimbolo(bas, key, code, symbol);
-    const int32_t watched = bas.Form().DTNSYMBOLS.Find(CleanSymbol(symbol));
+    int32_t index = FindSimbolo(key, code, symbol);
+    const int32_t watched = console_->DTNSYMBOLS.Find(CleanSymbol(symbol));
     // Looked up afresh for every quote: a subscriber of the last publication may have pumped
     // the loop and so let a new image replace the layouts.
-    const DatabaseRec* rec = bas.feed_database.Database(db);
+    const DatabaseRec* rec = database_->Database(db);
     if (rec == nullptr) return;
     const int32_t count = FieldCount(*rec, form);
     const auto start = static_cast<int32_t>(L + 4);
@@ -74,36 +67,36 @@ void DecodeQuotePacket(QUOTLINKBAS& bas, ByteView frame) {
     if (index < 0) {
       if (LastOfPacket(c)) {
         // The next pass reads the same quote again, and finds the record if one was added.
-        ReadFullRecord(bas, w, db, &index, start, count, key, code);
+        ReadFullRecord(w, db, &index, start, count, key, code);
         continue;
       }
-      if (watched >= 1) AskAbout(bas, key, code);
+      if (watched >= 1) AskAbout(key, code);
     }
 
     size_t pos;  // from 1, in w
     if (form & 1) {
       if (LastOfPacket(c)) {
-        ReadFullRecord(bas, w, db, &index, start, count, key, code);
+        ReadFullRecord(w, db, &index, start, count, key, code);
         return;
       }
       pos = L + 4;
-      if (index > 0) work = bas.Simbolos.at(index);
+      if (index > 0) work = Simbolos.at(index);
       for (int e = 1; e <= c; ++e) {
         // A field number behind the frame: end here, the table untouched.
         if (pos > w.size()) return;
         const uint8_t f = ByteAt(w, pos - 1);
-        const int16_t format = ResolveFormat(bas, db, f, index);
+        const int16_t format = ResolveFormat(db, f, index);
         // A format the record hasn't been told yet: the packet can't be read any further.
         if (format == -1) return;
         const FieldSlot& slot = rec->Slot(f);
         const size_t width = slot.Length > 0 ? static_cast<size_t>(slot.Length) : 0;
-        ApplyField(bas, Slice(w, pos, width), format, slot.kind, index, db, work);
+        ApplyField(Slice(w, pos, width), format, slot.kind, index, db, work);
         pos += width + 1;
         if (pos > w.size()) break;
       }
-      if (index > 0) bas.Simbolos.Merge(index, work);
+      if (index > 0) Simbolos.Merge(index, work);
     } else {
-      ReadFullRecord(bas, w, db, &index, start, count, key, code);
+      ReadFullRecord(w, db, &index, start, count, key, code);
       if (LastOfPacket(c)) return;
       pos = L + 4 + c;
     }
@@ -112,7 +105,7 @@ void DecodeQuotePacket(QUOTLINKBAS& bas, ByteView frame) {
     if (pos > w.size()) return;
     if (i < n) w = w.substr(pos - 1);
     const bool last_pass = w.size() < L + 6;
-    if (index >= 1) PublishQuote(bas, index, symbol);
+    if (index >= 1) PublishQuote(index, symbol);
     if (last_pass) return;
   }
 }

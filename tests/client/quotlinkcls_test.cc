@@ -6,7 +6,7 @@
 
 #include "client/symbols_file.h"
 #include "client/watch_list.h"
-#include "quotes/publication.h"
+#include "quotes/quote_stream.h"
 #include "tests/support/quote_feeder.h"
 #include "tests/support/temp_dir.h"
 
@@ -61,19 +61,19 @@ TEST_F(ClientTest, IniciarFixesTheFolderLoadsTheTableAndStartsTheSession) {
   t.ReplaceAll({Record("ES", 10, 9, 0)});
   ASSERT_TRUE(WriteSymbolsFile(DataFile("SYMBOLS.DAT"), t).ok());
   ASSERT_TRUE(obj.Iniciar(Parent() + "/").ok());
-  EXPECT_EQ(q.bas.DataFolder, Parent() + "/DTN/");
-  EXPECT_EQ(q.bas.Simbolos.size(), 1);
-  EXPECT_EQ(q.bas.DatabasePending, 1);
+  EXPECT_EQ(q.bas.settings().DataFolder, Parent() + "/DTN/");
+  EXPECT_EQ(q.bas.Quotes().Simbolos.size(), 1);
+  EXPECT_EQ(q.bas.Link().DatabasePending, 1);
   EXPECT_TRUE(TempDir::Exists(DataFile("QUOTLINKINFO.DAT")));
   int16_t ok = 9;
   ASSERT_TRUE(obj.GetComunicationOK(&ok).ok());
   EXPECT_EQ(ok, 0);
   EXPECT_TRUE(obj.ShowMe().ok());
   // A second Iniciar keeps the folder and reads the file over the table again.
-  q.bas.Simbolos.ReplaceAll({Record("NQ", 1, 1, 0), Record("YM", 1, 1, 0)});
+  q.bas.Quotes().Simbolos.ReplaceAll({Record("NQ", 1, 1, 0), Record("YM", 1, 1, 0)});
   ASSERT_TRUE(obj.Iniciar("/elsewhere").ok());
-  EXPECT_EQ(q.bas.DataFolder, Parent() + "/DTN/");
-  EXPECT_EQ(q.bas.Simbolos.size(), 1);
+  EXPECT_EQ(q.bas.settings().DataFolder, Parent() + "/DTN/");
+  EXPECT_EQ(q.bas.Quotes().Simbolos.size(), 1);
 }
 
 TEST_F(ClientTest, IniciarFailsWhenTheSymbolsFileCantBeOpened) {
@@ -82,7 +82,7 @@ TEST_F(ClientTest, IniciarFailsWhenTheSymbolsFileCantBeOpened) {
 }
 
 TEST_F(ClientTest, GetDataFillsFromTheTableWithItsOwnRules) {
-  q.bas.Simbolos.ReplaceAll(
+  q.bas.Quotes().Simbolos.ReplaceAll(
       {Record("ES", 101, 100, 0), Record("NQ", 101, 100, 0.75f), Record("YM", 101, 100, 0.5f)});
   obj.SetTimeV(1234);
   EXPECT_EQ(obj.GetData("ES"), 0);
@@ -109,9 +109,9 @@ TEST_F(ClientTest, PublicationCopiesTheBoardIntoEveryStartedObject) {
   int other_ready = 0;
   other.OnFeederReady([&] { ++other_ready; });
   ASSERT_TRUE(other.Iniciar(Parent()).ok());
-  q.bas.Simbolos.ReplaceAll({Record("ES", 101, 100, 0)});
+  q.bas.Quotes().Simbolos.ReplaceAll({Record("ES", 101, 100, 0)});
   q.clock.SetDate(46349.0 + (14 * 60 + 37) / 1440.0);
-  PublishQuote(q.bas, 1, "ES  ");
+  q.bas.Quotes().PublishQuote(1, "ES  ");
   EXPECT_EQ(ready, 1);
   EXPECT_EQ(other_ready, 1);
   EXPECT_EQ(obj.Simbolo(), "ES");
@@ -123,7 +123,7 @@ TEST_F(ClientTest, PublicationCopiesTheBoardIntoEveryStartedObject) {
     if (obj.Flag() == 0) obj.GetData("ES");
   });
   q.clock.Advance(1000);
-  PublishQuote(q.bas, 1, "ES");
+  q.bas.Quotes().PublishQuote(1, "ES");
   EXPECT_EQ(obj.Flag(), 1);
   EXPECT_EQ(obj.Simbolo(), "ES          ");
   other.Release();  // ends the feeder for both
@@ -133,7 +133,7 @@ TEST_F(ClientTest, PublicationCopiesTheBoardIntoEveryStartedObject) {
 
 TEST_F(ClientTest, ReleaseWritesTheTableAndEndsTheFeeder) {
   ASSERT_TRUE(obj.Iniciar(Parent()).ok());
-  q.bas.Simbolos.ReplaceAll({Record("ES", 10, 9, 0)});
+  q.bas.Quotes().Simbolos.ReplaceAll({Record("ES", 10, 9, 0)});
   obj.Release();
   EXPECT_TRUE(q.bas.ended());
   EXPECT_TRUE(q.loop.quitting());
@@ -145,7 +145,7 @@ TEST_F(ClientTest, ReleaseWritesTheTableAndEndsTheFeeder) {
   g.tcp.loop = &g.loop;
   g.tcp.connect_delay_ms = 5;
   ASSERT_TRUE(again.Iniciar(Parent()).ok());
-  EXPECT_EQ(g.bas.Simbolos.size(), 1);
+  EXPECT_EQ(g.bas.Quotes().Simbolos.size(), 1);
   again.GetData("ES");
   EXPECT_EQ(again.Last(), 10);
 }
@@ -158,7 +158,7 @@ TEST_F(ClientTest, ReleaseBeforeIniciarEndsWithoutTouchingFiles) {
 }
 
 TEST_F(ClientTest, WatchSimboloAddsOnceAndAsksForKnownRecords) {
-  q.bas.Simbolos.ReplaceAll({Record("ES", 1, 1, 0)});
+  q.bas.Quotes().Simbolos.ReplaceAll({Record("ES", 1, 1, 0)});
   q.frm.Load();
   q.tcp.sent.clear();
   obj.AddSimbolos("ES");

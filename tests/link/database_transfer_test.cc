@@ -19,19 +19,15 @@ struct TransferTest : ::testing::Test {
   std::vector<ByteString> frames = CutImageIntoFrames(image, 100);
 
   TransferTest() {
-    f.bas.DataFolder = dir.path();
-    f.bas.VersionValue = 151191553;  // &H09030001
-    f.bas.FeedVerified = 1;
+    f.bas.settings().DataFolder = dir.path();
+    f.bas.Link().VersionValue = 151191553;  // &H09030001
+    f.bas.Link().FeedVerified = 1;
     f.tcp.RaiseConnect();
     Pending();
   }
   // As a session start leaves it: the image asked for now.
-  void Pending() {
-    f.bas.DatabasePending = 1;
-    f.bas.database_request_ms = f.clock.MonotonicMs();
-    f.bas.DatabaseRequestTime = f.clock.Now();
-  }
-  void Tcp(ByteView frame) { ProcessPacketTCP(f.bas, frame); }
+  void Pending() { f.bas.Link().MarkImagePending(); }
+  void Tcp(ByteView frame) { f.bas.Link().ProcessPacketTCP(frame); }
   std::vector<int> Requests() const {
     std::vector<int> codes;
     for (const auto& s : f.tcp.sent)
@@ -42,33 +38,33 @@ struct TransferTest : ::testing::Test {
 
 TEST_F(TransferTest, WholeTransferParsesLogsAndEnablesQuotes) {
   ASSERT_GT(frames.size(), 3u);
-  f.bas.TcpPacketCount = 40;
+  f.bas.Link().TcpPacketCount = 40;
   for (const auto& fr : frames)
     Tcp(fr);
-  EXPECT_EQ(f.bas.DatabasePending, 0);
-  EXPECT_EQ(f.bas.QuotesEnabled, 1);
+  EXPECT_EQ(f.bas.Link().DatabasePending, 0);
+  EXPECT_EQ(f.bas.Link().QuotesEnabled, 1);
   EXPECT_EQ(f.frm.ComunicationOK, 1);
   EXPECT_EQ(f.frm.Info1.Caption(), "Database OK.");
-  EXPECT_EQ(f.bas.TcpPacketCount, 0);
+  EXPECT_EQ(f.bas.Link().TcpPacketCount, 0);
   EXPECT_EQ(Requests(), std::vector<int>{13});
-  EXPECT_EQ(f.bas.feed_database.DatabaseCount(), 2);
+  EXPECT_EQ(f.bas.Database().DatabaseCount(), 2);
   EXPECT_EQ(f.view.Count("Mensagem: END SEC TYPES "), 1);
   ByteString want;
   for (const auto& fr : frames)
     want += fr + "\r\n";
   want += "Normal end.\r\nProcess FDATABASE\r\nOK Process FDATABASE  0\r\n";
   EXPECT_EQ(dir.Read("temp.txt"), want);
-  EXPECT_TRUE(f.bas.TcpTransfer.ImageText.empty());
+  EXPECT_TRUE(f.bas.Link().Transfer(FeedPath::kTcp).ImageText.empty());
 }
 
 TEST_F(TransferTest, WrongVersionIsRefusedAndTheOldDatabaseStays) {
-  f.bas.VersionValue = 151191554;  // asks for 09 03 00 02
+  f.bas.Link().VersionValue = 151191554;  // asks for 09 03 00 02
   for (const auto& fr : frames)
     Tcp(fr);
-  EXPECT_EQ(f.bas.DatabasePending, 1);
-  EXPECT_EQ(f.bas.QuotesEnabled, 1);  // muted by the pending flag alone
+  EXPECT_EQ(f.bas.Link().DatabasePending, 1);
+  EXPECT_EQ(f.bas.Link().QuotesEnabled, 1);  // muted by the pending flag alone
   EXPECT_EQ(f.view.Count("message: diferente database"), 1);
-  EXPECT_EQ(f.bas.feed_database.DatabaseCount(), 0);
+  EXPECT_EQ(f.bas.Database().DatabaseCount(), 0);
   EXPECT_EQ(Requests(), std::vector<int>{13});
   EXPECT_NE(dir.Read("temp.txt").find("OK Process FDATABASE  1\r\n"), std::string::npos);
 }
@@ -77,53 +73,53 @@ TEST_F(TransferTest, TruncatedImageIsRefusedWholeAndAskedAgain) {
   ByteString cut = image.substr(0, image.size() - 30);
   for (const auto& fr : CutImageIntoFrames(cut, 100))
     Tcp(fr);
-  EXPECT_EQ(f.bas.DatabasePending, 1);
-  EXPECT_EQ(f.bas.feed_database.DatabaseCount(), 0);
+  EXPECT_EQ(f.bas.Link().DatabasePending, 1);
+  EXPECT_EQ(f.bas.Database().DatabaseCount(), 0);
   EXPECT_EQ(f.frm.Mensagem.Caption().rfind("Database image refused - ", 0), 0u);
 }
 
 TEST_F(TransferTest, PiecesWithoutAFirstDoNothingAndAFirstStartsOver) {
   Tcp(frames[1]);
   Tcp(frames.back());
-  EXPECT_EQ(f.bas.DatabasePending, 1);
+  EXPECT_EQ(f.bas.Link().DatabasePending, 1);
   EXPECT_FALSE(dir.Exists(dir.File("temp.txt")));
   // A first piece in the middle of a transfer restarts the image and the log.
   Tcp(frames[0]);
   Tcp(frames[1]);
   for (const auto& fr : frames)
     Tcp(fr);
-  EXPECT_EQ(f.bas.DatabasePending, 0);
+  EXPECT_EQ(f.bas.Link().DatabasePending, 0);
   EXPECT_EQ(dir.Read("temp.txt").rfind(frames[0] + "\r\n" + frames[1] + "\r\n" + frames[2], 0), 0u);
 }
 
 TEST_F(TransferTest, UdpHasItsOwnTransfer) {
-  f.bas.DatabasePending = 0;
-  f.bas.UdpPacketCount = 9;
+  f.bas.Link().DatabasePending = 0;
+  f.bas.Link().UdpPacketCount = 9;
   for (const auto& fr : frames)
-    ProcessPacketUDP(f.bas, fr);
-  EXPECT_EQ(f.bas.QuotesEnabled, 1);
-  EXPECT_EQ(f.bas.UdpPacketCount, 0);
+    f.bas.Link().ProcessPacketUDP(fr);
+  EXPECT_EQ(f.bas.Link().QuotesEnabled, 1);
+  EXPECT_EQ(f.bas.Link().UdpPacketCount, 0);
   EXPECT_EQ(Requests(), std::vector<int>{13});
 }
 
 TEST_F(TransferTest, RetryAfterAMinuteDropsTheTransferAndAsksAgain) {
   Tcp(frames[0]);
   f.clock.Advance(61000);
-  f.bas.TcpPacketCount = 0;
+  f.bas.Link().TcpPacketCount = 0;
   Tcp(frames[1]);  // appended and logged, then the same frame fires the retry
-  EXPECT_EQ(f.bas.TcpTransfer.TraceFile, 0);
+  EXPECT_EQ(f.bas.Link().Transfer(FeedPath::kTcp).TraceFile, 0);
   EXPECT_EQ(f.frm.Info1.Caption(), "Trying new download");
   EXPECT_EQ(Requests(), std::vector<int>{5});
   EXPECT_EQ(f.tcp.sent[0], ByteString("D\x05\x09\x03\x00\x01\0\0", 8));
-  EXPECT_EQ(f.bas.TcpPacketCount, 0);
+  EXPECT_EQ(f.bas.Link().TcpPacketCount, 0);
   EXPECT_EQ(dir.Read("temp.txt"), frames[0] + "\r\n" + frames[1] + "\r\n");
   // Later pieces of the dropped transfer are ignored; the new one works.
   for (size_t k = 2; k < frames.size(); ++k)
     Tcp(frames[k]);
-  EXPECT_EQ(f.bas.DatabasePending, 1);
+  EXPECT_EQ(f.bas.Link().DatabasePending, 1);
   for (const auto& fr : frames)
     Tcp(fr);
-  EXPECT_EQ(f.bas.DatabasePending, 0);
+  EXPECT_EQ(f.bas.Link().DatabasePending, 0);
 }
 
 TEST_F(TransferTest, LateButGoodEndFrameIsStillGood) {
@@ -131,7 +127,7 @@ TEST_F(TransferTest, LateButGoodEndFrameIsStillGood) {
     Tcp(frames[k]);
   f.clock.Advance(59000);
   Tcp(frames.back());
-  EXPECT_EQ(f.bas.DatabasePending, 0);
+  EXPECT_EQ(f.bas.Link().DatabasePending, 0);
   f.clock.Advance(120000);
   Tcp(StatusPacket(5));
   EXPECT_EQ(Requests(), std::vector<int>{13});  // no retry once the image has ended
@@ -139,14 +135,14 @@ TEST_F(TransferTest, LateButGoodEndFrameIsStillGood) {
 
 TEST_F(TransferTest, RetryOnlyOnFramesThatReachItsStep) {
   f.clock.Advance(61000);
-  f.bas.QuotesEnabled = 1;
+  f.bas.Link().QuotesEnabled = 1;
   Tcp(MakeFrame(20, "quotes"));  // stopped before the retry
   Tcp(MakeFrame(34, "marker"));  // stopped before the retry on TCP
   EXPECT_TRUE(f.tcp.sent.empty());
   Tcp(MakeFrame(28, "record"));  // reaches it
   EXPECT_EQ(Requests(), std::vector<int>{5});
   // After a refused image a frame more than a minute after the last request fires at once.
-  f.bas.VersionValue = 1;
+  f.bas.Link().VersionValue = 1;
   for (const auto& fr : frames)
     Tcp(fr);
   EXPECT_EQ(Requests(), (std::vector<int>{5, 13}));
@@ -156,11 +152,11 @@ TEST_F(TransferTest, RetryOnlyOnFramesThatReachItsStep) {
 }
 
 TEST_F(TransferTest, AnUnwritableLogChangesNothing) {
-  f.bas.DataFolder = dir.path() + "no/such/folder/";
+  f.bas.settings().DataFolder = dir.path() + "no/such/folder/";
   for (const auto& fr : frames)
     Tcp(fr);
-  EXPECT_EQ(f.bas.DatabasePending, 0);
-  EXPECT_EQ(f.bas.feed_database.DatabaseCount(), 2);
+  EXPECT_EQ(f.bas.Link().DatabasePending, 0);
+  EXPECT_EQ(f.bas.Database().DatabaseCount(), 2);
 }
 
 }  // namespace

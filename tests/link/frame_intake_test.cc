@@ -162,31 +162,32 @@ TEST_F(IntakeTest, ManyFramesInOneReadDontMoveTheBufferPerFrame) {
 TEST(FeederIntakeTest, ArrivalDuringAPassOfTheSameSocketReadsNothing) {
   FeederFixture f;
   int nested = 0;
-  f.bas.frame_tap = [&](FeedPath, ByteView) {
+  f.bas.Link().frame_tap = [&](FeedPath, ByteView) {
     if (nested++ == 0) {
       f.udp.Queue(kB);
-      UDP_DataArrival(f.bas);  // busy: returns without reading
+      f.bas.Link().UDP_DataArrival();  // busy: returns without reading
       EXPECT_TRUE(f.udp.HasQueued());
     }
   };
   f.udp.Arrive(kA);
   EXPECT_EQ(nested, 1);
-  UDP_DataArrival(f.bas);
+  f.bas.Link().UDP_DataArrival();
   EXPECT_EQ(nested, 2);
 }
 
 TEST(FeederIntakeTest, UdpDropsWhatItReadsWhileTheImageIsPending) {
   FeederFixture f;
   f.udp.Arrive(kA.substr(0, 9));
-  f.bas.DatabasePending = 1;
+  f.bas.Link().DatabasePending = 1;
   f.udp.Arrive(kB);
   EXPECT_FALSE(f.udp.HasQueued());
-  EXPECT_EQ(f.frm.udp_buffer.size(), 9u);  // stands still with its part of a frame
-  f.bas.DatabasePending = 0;
+  EXPECT_EQ(f.bas.Link().Buffer(FeedPath::kUdp).size(),
+            9u);  // stands still with its part of a frame
+  f.bas.Link().DatabasePending = 0;
   f.udp.Arrive(kA.substr(9));
   EXPECT_EQ(f.frames.size(), 1u);
   // TCP goes on while pending.
-  f.bas.DatabasePending = 1;
+  f.bas.Link().DatabasePending = 1;
   f.tcp.Arrive(kB);
   EXPECT_EQ(f.frames.size(), 2u);
 }

@@ -31,7 +31,7 @@ TEST(LoopbackIntakeTest, EveryFrameReachesItsProcessorOnceInOrder) {
   QUOTLINKBAS bas(&loop, &factory, nullptr);
   QUOTLINKFRM& frm = bas.Form();
   std::vector<ByteString> tcp_frames, udp_frames;
-  bas.frame_tap = [&](FeedPath p, ByteView f) {
+  bas.Link().frame_tap = [&](FeedPath p, ByteView f) {
     (p == FeedPath::kTcp ? tcp_frames : udp_frames).emplace_back(f);
   };
 
@@ -43,13 +43,13 @@ TEST(LoopbackIntakeTest, EveryFrameReachesItsProcessorOnceInOrder) {
   socklen_t len = sizeof sa;
   getsockname(listener, reinterpret_cast<sockaddr*>(&sa), &len);
 
-  frm.UDP->SetLocalPort(0);
-  ASSERT_TRUE(frm.UDP->Bind().ok());
-  const int udp_port = static_cast<PosixSocket*>(frm.UDP.get())->BoundPort();
-  frm.TCP->SetRemoteHost("127.0.0.1");
-  frm.TCP->SetRemotePort(ntohs(sa.sin_port));
-  ASSERT_TRUE(frm.TCP->Connect().ok());
-  ASSERT_TRUE(WaitPumping(loop, 5.0, [&] { return bas.TcpConnected == 1; }));
+  bas.Link().UDP->SetLocalPort(0);
+  ASSERT_TRUE(bas.Link().UDP->Bind().ok());
+  const int udp_port = static_cast<PosixSocket*>(bas.Link().UDP.get())->BoundPort();
+  bas.Link().TCP->SetRemoteHost("127.0.0.1");
+  bas.Link().TCP->SetRemotePort(ntohs(sa.sin_port));
+  ASSERT_TRUE(bas.Link().TCP->Connect().ok());
+  ASSERT_TRUE(WaitPumping(loop, 5.0, [&] { return bas.Link().TcpConnected == 1; }));
   const int peer = accept(listener, nullptr, nullptr);
   ASSERT_GE(peer, 0);
 

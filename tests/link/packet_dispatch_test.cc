@@ -10,16 +10,16 @@ namespace {
 
 struct DispatchTest : ::testing::Test {
   FeederFixture f;
-  void Tcp(ByteView frame) { ProcessPacketTCP(f.bas, frame); }
-  void Udp(ByteView frame) { ProcessPacketUDP(f.bas, frame); }
+  void Tcp(ByteView frame) { f.bas.Link().ProcessPacketTCP(frame); }
+  void Udp(ByteView frame) { f.bas.Link().ProcessPacketUDP(frame); }
   LampColor lamp() const { return f.frm.Picture1.Color(); }
 };
 
 TEST_F(DispatchTest, TestPacketVerifiesOnEitherPathAndPaintsCyan) {
   for (bool tcp : {true, false}) {
     FeederFixture g;
-    tcp ? ProcessPacketTCP(g.bas, TestPacket()) : ProcessPacketUDP(g.bas, TestPacket());
-    EXPECT_EQ(g.bas.FeedVerified, 1);
+    tcp ? g.bas.Link().ProcessPacketTCP(TestPacket()) : g.bas.Link().ProcessPacketUDP(TestPacket());
+    EXPECT_EQ(g.bas.Link().FeedVerified, 1);
     EXPECT_EQ(g.frm.Picture1.Color(), LampColor::kLightCyan);
   }
 }
@@ -33,7 +33,7 @@ TEST_F(DispatchTest, TestPacketMustMatchTextAndLength) {
   };
   for (const auto& frame : wrong) {
     Tcp(frame);
-    EXPECT_EQ(f.bas.FeedVerified, 0);
+    EXPECT_EQ(f.bas.Link().FeedVerified, 0);
     EXPECT_EQ(lamp(), LampColor::kLightRed);  // handled like an unknown type
   }
 }
@@ -41,10 +41,10 @@ TEST_F(DispatchTest, TestPacketMustMatchTextAndLength) {
 TEST_F(DispatchTest, UnverifiedFramesOnlyPaintTheLampAndAreCounted) {
   Tcp(StatusPacket(12));
   Udp(StatusPacket(12));
-  EXPECT_EQ(f.bas.WatchListCleared, 0);
+  EXPECT_EQ(f.bas.Link().WatchListCleared, 0);
   EXPECT_EQ(lamp(), LampColor::kLightRed);
-  EXPECT_EQ(f.bas.TcpPacketCount, 1);
-  EXPECT_EQ(f.bas.UdpPacketCount, 1);
+  EXPECT_EQ(f.bas.Link().TcpPacketCount, 1);
+  EXPECT_EQ(f.bas.Link().UdpPacketCount, 1);
   // A later test packet repaints cyan; once verified only a test packet paints again.
   Udp(TestPacket());
   EXPECT_EQ(lamp(), LampColor::kLightCyan);
@@ -53,23 +53,23 @@ TEST_F(DispatchTest, UnverifiedFramesOnlyPaintTheLampAndAreCounted) {
 }
 
 TEST_F(DispatchTest, StatusPacketCodes) {
-  f.bas.FeedVerified = 1;
-  f.bas.DatabasePending = 1;  // honoured while the image is pending
+  f.bas.Link().FeedVerified = 1;
+  f.bas.Link().DatabasePending = 1;  // honoured while the image is pending
   Tcp(StatusPacket(5));
   EXPECT_EQ(f.frm.Info1.Caption(), "Refresh ON");
   Udp(StatusPacket(6));
   EXPECT_EQ(f.frm.Info1.Caption(), "Refresh OFF");
   Tcp(StatusPacket(99));
   EXPECT_EQ(f.frm.Info1.Caption(), "Refresh OFF");
-  EXPECT_EQ(f.bas.WatchListCleared, 0);
+  EXPECT_EQ(f.bas.Link().WatchListCleared, 0);
   Udp(StatusPacket(12));
-  EXPECT_EQ(f.bas.WatchListCleared, 1);
+  EXPECT_EQ(f.bas.Link().WatchListCleared, 1);
 }
 
 TEST_F(DispatchTest, Type34DiffersBetweenThePaths) {
   Tcp(MakeFrame(34, "ab"));
   EXPECT_EQ(lamp(), LampColor::kUnpainted);  // stopped after counting
-  EXPECT_EQ(f.bas.TcpPacketCount, 1);
+  EXPECT_EQ(f.bas.Link().TcpPacketCount, 1);
   Udp(MakeFrame(34, "ab"));
   EXPECT_EQ(lamp(), LampColor::kLightRed);
 }
@@ -84,18 +84,18 @@ TEST_F(DispatchTest, StatusLineOnEveryUdpFrameOnly) {
 }
 
 TEST_F(DispatchTest, CountWrapsAboveItsBound) {
-  f.bas.UdpPacketCount = 2147483639;
+  f.bas.Link().UdpPacketCount = 2147483639;
   Udp(MakeFrame(20, "a"));
   EXPECT_EQ(f.frm.Mensagem.Caption(), "Packets TCP/UDP = 0 , 2147483640");
   Udp(MakeFrame(20, "a"));
-  EXPECT_EQ(f.bas.UdpPacketCount, 0);
+  EXPECT_EQ(f.bas.Link().UdpPacketCount, 0);
   EXPECT_EQ(f.frm.Mensagem.Caption(), "Packets TCP/UDP = 0 , 0");
 }
 
 TEST_F(DispatchTest, ShortFramesAreNotCounted) {
   Tcp(ByteString("\x22\x14\0\0\0\0\0\0\0\0", 10));
   Tcp("");
-  EXPECT_EQ(f.bas.TcpPacketCount, 0);
+  EXPECT_EQ(f.bas.Link().TcpPacketCount, 0);
 }
 
 TEST_F(DispatchTest, HugeBodyLengthsBringNothingDown) {
@@ -105,19 +105,19 @@ TEST_F(DispatchTest, HugeBodyLengthsBringNothingDown) {
     Tcp(MakeFrame(type, body));
     Udp(MakeFrame(type, body));
   }
-  EXPECT_EQ(f.bas.FeedVerified, 0);
-  f.bas.FeedVerified = 1;
-  f.bas.QuotesEnabled = 1;
+  EXPECT_EQ(f.bas.Link().FeedVerified, 0);
+  f.bas.Link().FeedVerified = 1;
+  f.bas.Link().QuotesEnabled = 1;
   for (uint8_t type : {6, 7, 8, 10, 13, 14, 20, 28})
     Udp(MakeFrame(type, ByteString(40000, 'x')));
   // The image pieces of the huge frames went through a whole transfer, refused as garbage.
   EXPECT_EQ(f.frm.ComunicationOK, 1);
-  EXPECT_EQ(f.bas.DatabasePending, 1);
+  EXPECT_EQ(f.bas.Link().DatabasePending, 1);
 }
 
 TEST_F(DispatchTest, FramesOnALiveSocketReachTheProcessor) {
   f.udp.Arrive(TestPacket() + StatusPacket(5));
-  EXPECT_EQ(f.bas.FeedVerified, 1);
+  EXPECT_EQ(f.bas.Link().FeedVerified, 1);
   EXPECT_EQ(f.frm.Info1.Caption(), "Refresh ON");
   EXPECT_EQ(f.view.Count("Picture1: cyan"), 1);
   EXPECT_EQ(f.view.Count("Info1: Refresh ON"), 1);

@@ -27,7 +27,7 @@ struct SessionTest : ::testing::Test {
   bool answer_reset = true;
 
   SessionTest() {
-    f.bas.DataFolder = dir.path();
+    f.bas.settings().DataFolder = dir.path();
     f.tcp.loop = &f.loop;
     f.tcp.connect_delay_ms = 10;
     f.tcp.on_sent = [this](ByteView r) {
@@ -48,12 +48,12 @@ TEST_F(SessionTest, AnsweredResetTakesALittleOverThreeSeconds) {
   EXPECT_LT(ms, 3100);
   EXPECT_EQ(f.tcp.sent, (std::vector<ByteString>{Request(14, k100), Request(28, k100),
                                                  Request(5, ByteView("\x09\x03\0\x01", 4))}));
-  EXPECT_EQ(f.bas.FeedVerified, 1);
-  EXPECT_EQ(f.bas.DatabasePending, 1);
-  EXPECT_EQ(f.bas.QuotesEnabled, 0);
+  EXPECT_EQ(f.bas.Link().FeedVerified, 1);
+  EXPECT_EQ(f.bas.Link().DatabasePending, 1);
+  EXPECT_EQ(f.bas.Link().QuotesEnabled, 0);
   EXPECT_EQ(f.frm.Info1.Caption(), "Reading databases information.");
   EXPECT_EQ(f.view.Count("Info1: Reseting Watch List."), 1);
-  EXPECT_NEAR(f.bas.DatabaseRequestTime, f.clock.Now(), 1e-9);
+  EXPECT_NEAR(f.bas.Link().DatabaseRequestTime, f.clock.Now(), 1e-9);
   EXPECT_TRUE(f.udp.bound());
   EXPECT_TRUE(f.frm.visible());
 }
@@ -73,11 +73,11 @@ TEST_F(SessionTest, NoServerEndsAfterEighteenSecondsWithTheMessage) {
   EXPECT_LT(ms, 18100);
   EXPECT_EQ(f.view.Count("message: CANNOT CONNECT WITH TCP ADDRESS"), 1);
   EXPECT_TRUE(f.tcp.sent.empty());
-  EXPECT_EQ(f.bas.FeedVerified, 0);
+  EXPECT_EQ(f.bas.Link().FeedVerified, 0);
   // The console goes on: the timer ran meanwhile, and UDP frames are counted.
   EXPECT_EQ(f.frm.Mensagem.Caption(), "Packets TCP/UDP = 0 , 0");
   f.udp.Arrive(TestPacket());
-  EXPECT_EQ(f.bas.FeedVerified, 1);
+  EXPECT_EQ(f.bas.Link().FeedVerified, 1);
   EXPECT_EQ(f.frm.Mensagem.Caption(), "Packets TCP/UDP = 0 , 1");
 }
 
@@ -85,7 +85,7 @@ TEST_F(SessionTest, GreetingGoesOutBeforeTheFeedCountsAsVerified) {
   std::vector<int16_t> verified_at_send;
   auto answer = f.tcp.on_sent;
   f.tcp.on_sent = [&](ByteView r) {
-    verified_at_send.push_back(f.bas.FeedVerified);
+    verified_at_send.push_back(f.bas.Link().FeedVerified);
     answer(r);
   };
   Load();
@@ -95,17 +95,17 @@ TEST_F(SessionTest, GreetingGoesOutBeforeTheFeedCountsAsVerified) {
 TEST_F(SessionTest, VersionComesFromDtnIniUnchangedOrTheDefaultIsWritten) {
   dir.Write("DTN.ini", "; the feed's image\r\n[DATABASE]\r\nINFORMATION=&H09030002\r\n");
   Load();
-  EXPECT_EQ(f.bas.DatabaseVersion, "&H09030002");
+  EXPECT_EQ(f.bas.Link().DatabaseVersion, "&H09030002");
   EXPECT_EQ(f.tcp.sent.back(), Request(5, ByteView("\x09\x03\0\x02", 4)));
   EXPECT_EQ(dir.Read("DTN.ini"), "; the feed's image\r\n[DATABASE]\r\nINFORMATION=&H09030002\r\n");
 
   TempDir other;
   FeederFixture g;
-  g.bas.DataFolder = other.path();
+  g.bas.settings().DataFolder = other.path();
   g.tcp.loop = &g.loop;
   g.tcp.connect_delay_ms = 0;
   g.frm.Load();
-  EXPECT_EQ(g.bas.DatabaseVersion, "&H09030001");
+  EXPECT_EQ(g.bas.Link().DatabaseVersion, "&H09030001");
   EXPECT_NE(other.Read("DTN.ini").find("&H09030001"), std::string::npos);
 }
 
@@ -147,7 +147,7 @@ TEST_F(SessionTest, RestartRefusesPortsThatAreNotWhole32BitNumbers) {
     f.tcp.sent.clear();
     f.frm.Command2_Click();
     EXPECT_TRUE(f.tcp.sent.empty()) << bad;
-    EXPECT_EQ(f.bas.FeedPort, 21560) << bad;
+    EXPECT_EQ(f.bas.settings().FeedPort, 21560) << bad;
     EXPECT_EQ(dir.Read("QUOTLINKINFO.DAT"), before) << bad;
   }
   EXPECT_EQ(f.frm.modal_messages().size(), 5u);
@@ -167,7 +167,7 @@ TEST_F(SessionTest, RestartDuringTheWaitsOfARunningStartLetsTheNewerOneWin) {
   // One whole sequence on the wire, that of the newer start.
   EXPECT_EQ(f.tcp.sent, (std::vector<ByteString>{Request(14, k100), Request(28, k100),
                                                  Request(5, ByteView("\x09\x03\0\x01", 4))}));
-  EXPECT_EQ(f.bas.DatabasePending, 1);
+  EXPECT_EQ(f.bas.Link().DatabasePending, 1);
   EXPECT_TRUE(f.view.lines.end() == std::find(f.view.lines.begin(), f.view.lines.end(),
                                               "message: CANNOT CONNECT WITH TCP ADDRESS"));
 }
@@ -192,14 +192,14 @@ TEST(SessionLoopbackTest, RequestsGoOutInOrderAndRestartSavesBeforeClosing) {
   };
   dir.Write("QUOTLINKINFO.DAT", "127.0.0.1\r\n" + std::to_string(feed.port()) + "\r\n0\r\n");
   QUOTLINKBAS bas(&loop, &sockets, nullptr);
-  bas.DataFolder = dir.path();
+  bas.settings().DataFolder = dir.path();
   QUOTLINKFRM& frm = bas.Form();
   frm.Load();
   ASSERT_TRUE(WaitPumping(loop, 5.0, [&] { return feed.requests.size() >= 3; }));
   EXPECT_EQ(feed.requests, (std::vector<ByteString>{Request(14, k100), Request(28, k100),
                                                     Request(5, ByteView("\x09\x03\0\x01", 4))}));
-  EXPECT_EQ(bas.WatchListCleared, 1);
-  EXPECT_EQ(bas.DatabasePending, 1);
+  EXPECT_EQ(bas.Link().WatchListCleared, 1);
+  EXPECT_EQ(bas.Link().DatabasePending, 1);
 
   frm.DTNPORTT.SetCaption(std::to_string(feed.port()));
   frm.LOCALPORTT.SetCaption("0");

@@ -1,11 +1,11 @@
-#include "quotes/field_walkers.h"
+#include "quotes/quote_stream.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
 
 #include "database/record_packets.h"
-#include "quotes/publication.h"
+#include "quotes/quote_stream.h"
 #include "tests/support/quote_feeder.h"
 
 namespace quotlink {
@@ -13,16 +13,16 @@ namespace {
 
 struct WalkerTest : ::testing::Test {
   QuoteFeeder q;
-  const int16_t eq = FindDatabase(q.bas, kEquityKey);
-  const int16_t fut = FindDatabase(q.bas, kFuturesKey);
+  const int16_t eq = q.bas.Quotes().FindDatabase(kEquityKey);
+  const int16_t fut = q.bas.Quotes().FindDatabase(kFuturesKey);
 };
 
 TEST_F(WalkerTest, FindDatabaseSearchesTheReversedKeyByEitherKey) {
   EXPECT_EQ(eq, 1);
   EXPECT_EQ(fut, 2);
-  EXPECT_EQ(FindDatabase(q.bas, "ZYXW"), 1);   // Key2
-  EXPECT_EQ(FindDatabase(q.bas, "ABCD"), -1);  // not reversed
-  EXPECT_EQ(FindDatabase(q.bas, "ABC"), -1);
+  EXPECT_EQ(q.bas.Quotes().FindDatabase("ZYXW"), 1);   // Key2
+  EXPECT_EQ(q.bas.Quotes().FindDatabase("ABCD"), -1);  // not reversed
+  EXPECT_EQ(q.bas.Quotes().FindDatabase("ABC"), -1);
 }
 
 TEST_F(WalkerTest, ResolveFormatThroughTheTablesRecord) {
@@ -42,11 +42,12 @@ TEST_F(WalkerTest, ResolveFormatThroughTheTablesRecord) {
       {-1, -1, 200, 1, 0},  // a field number the layout doesn't fill
   };
   for (const Case& c : cases) {
-    SimboloRec r = q.bas.Simbolos.at(i);
+    SimboloRec r = q.bas.Quotes().Simbolos.at(i);
     r.PrimaryFormat = c.primary;
     r.SecondaryFormat = c.secondary;
-    q.bas.Simbolos.Store(i, r);
-    EXPECT_EQ(ResolveFormat(q.bas, fut, c.field, c.index), c.want) << c.field << " " << c.primary;
+    q.bas.Quotes().Simbolos.Store(i, r);
+    EXPECT_EQ(q.bas.Quotes().ResolveFormat(fut, c.field, c.index), c.want)
+        << c.field << " " << c.primary;
   }
 }
 
@@ -55,30 +56,30 @@ TEST_F(WalkerTest, FlagWordHasOppositeByteOrdersInTheTwoWalkers) {
   // Positional: symbol, code, flags 01 02, primary 1 byte.
   int32_t index = i;
   ByteString text = ByteString("CL    ") + Be(1, 1) + ByteString("\x01\x02", 2) + Be(4, 1) + "tr";
-  ReadFullRecord(q.bas, text, fut, &index, 1, 4, kFuturesKey, 5);
-  EXPECT_EQ(q.bas.Simbolos.at(i).QuoteFlags, 0x0102);
-  EXPECT_EQ(q.bas.Simbolos.at(i).PrimaryFormat, 4);
+  q.bas.Quotes().ReadFullRecord(text, fut, &index, 1, 4, kFuturesKey, 5);
+  EXPECT_EQ(q.bas.Quotes().Simbolos.at(i).QuoteFlags, 0x0102);
+  EXPECT_EQ(q.bas.Quotes().Simbolos.at(i).PrimaryFormat, 4);
 
-  SimboloRec work = q.bas.Simbolos.at(i);
-  ApplyField(q.bas, ByteString("\x01\x02", 2), 44, FieldKind::kNone, i, fut, work);
+  SimboloRec work = q.bas.Quotes().Simbolos.at(i);
+  q.bas.Quotes().ApplyField(ByteString("\x01\x02", 2), 44, FieldKind::kNone, i, fut, work);
   EXPECT_EQ(work.QuoteFlags, 0x0201);
-  ApplyField(q.bas, "\x03", 44, FieldKind::kNone, i, fut, work);
+  q.bas.Quotes().ApplyField("\x03", 44, FieldKind::kNone, i, fut, work);
   EXPECT_EQ(work.QuoteFlags, 0x0303);
   // One byte in a positional record leaves the flag word as it was.
   index = i;
   text = ByteString("CL    ") + Be(1, 1) + ByteString("\x05", 1);
-  ReadFullRecord(q.bas, text + "tr", fut, &index, 1, 3, kFuturesKey, 5);
-  EXPECT_EQ(q.bas.Simbolos.at(i).QuoteFlags, 0x0102);
+  q.bas.Quotes().ReadFullRecord(text + "tr", fut, &index, 1, 3, kFuturesKey, 5);
+  EXPECT_EQ(q.bas.Quotes().Simbolos.at(i).QuoteFlags, 0x0102);
 }
 
 TEST_F(WalkerTest, ApplyFieldDoesNothingWithoutRecordOrBytes) {
   SimboloRec work = NewWorkingRecord();
   const SimboloRec before = work;
-  ApplyField(q.bas, Be(100, 4), 2, FieldKind::kLast, -1, eq, work);
-  ApplyField(q.bas, "", 2, FieldKind::kLast, 1, eq, work);
+  q.bas.Quotes().ApplyField(Be(100, 4), 2, FieldKind::kLast, -1, eq, work);
+  q.bas.Quotes().ApplyField("", 2, FieldKind::kLast, 1, eq, work);
   EXPECT_EQ(std::memcmp(&work, &before, sizeof work), 0);
-  ApplyField(q.bas, "\x07", 45, FieldKind::kNone, 1, eq, work);
-  ApplyField(q.bas, "\x08", 47, FieldKind::kNone, 1, eq, work);
+  q.bas.Quotes().ApplyField("\x07", 45, FieldKind::kNone, 1, eq, work);
+  q.bas.Quotes().ApplyField("\x08", 47, FieldKind::kNone, 1, eq, work);
   EXPECT_EQ(work.PrimaryFormat, 7);
   EXPECT_EQ(work.SecondaryFormat, 8);
 }
@@ -86,10 +87,10 @@ TEST_F(WalkerTest, ApplyFieldDoesNothingWithoutRecordOrBytes) {
 TEST_F(WalkerTest, NewRecordKeepsOnlyItsDefinitionFields) {
   q.Watch("IBM");
   int32_t index = -1;
-  ReadFullRecord(q.bas, EquityRecord("IBM", 1, 1000, 990, 1010, 500) + "tr", eq, &index, 1, 9,
-                 kEquityKey, 100);
+  q.bas.Quotes().ReadFullRecord(EquityRecord("IBM", 1, 1000, 990, 1010, 500) + "tr", eq, &index, 1,
+                                9, kEquityKey, 100);
   ASSERT_EQ(index, 1);
-  const SimboloRec& r = q.bas.Simbolos.at(1);
+  const SimboloRec& r = q.bas.Quotes().Simbolos.at(1);
   EXPECT_EQ(r.Last, 0);
   EXPECT_EQ(r.Vol, 0);
   EXPECT_EQ(r.ProcessCode, 1);
@@ -97,29 +98,31 @@ TEST_F(WalkerTest, NewRecordKeepsOnlyItsDefinitionFields) {
   EXPECT_EQ(r.ChangeFieldDef, -1.0f);
   EXPECT_EQ(ByteString(r.DatabaseKey, 4), kEquityKey);
   // The same record for the existing instrument stores its values, without any merge rule.
-  ReadFullRecord(q.bas, EquityRecord("IBM", 1, 1000, 990, 1010, 500, 900, 0) + "tr", eq, &index, 1,
-                 9, kEquityKey, 100);
-  EXPECT_FLOAT_EQ(q.bas.Simbolos.at(1).Last, 10.0f);
-  EXPECT_FLOAT_EQ(q.bas.Simbolos.at(1).High, 9.0f);  // below Last, and stays so
+  q.bas.Quotes().ReadFullRecord(EquityRecord("IBM", 1, 1000, 990, 1010, 500, 900, 0) + "tr", eq,
+                                &index, 1, 9, kEquityKey, 100);
+  EXPECT_FLOAT_EQ(q.bas.Quotes().Simbolos.at(1).Last, 10.0f);
+  EXPECT_FLOAT_EQ(q.bas.Quotes().Simbolos.at(1).High, 9.0f);  // below Last, and stays so
   // Not on the watch list: refused, nothing stored.
   index = -1;
-  ReadFullRecord(q.bas, EquityRecord("XOM", 1, 1, 1, 1, 1) + "tr", eq, &index, 1, 9, kEquityKey, 7);
+  q.bas.Quotes().ReadFullRecord(EquityRecord("XOM", 1, 1, 1, 1, 1) + "tr", eq, &index, 1, 9,
+                                kEquityKey, 7);
   EXPECT_EQ(index, -1);
-  EXPECT_EQ(q.bas.Simbolos.size(), 1);
+  EXPECT_EQ(q.bas.Quotes().Simbolos.size(), 1);
 }
 
 TEST_F(WalkerTest, TheWalkStopsAtTheTrailerAndShortFieldsReadShort) {
   const int32_t i = q.Known("IBM", 100);
-  SimboloRec r = q.bas.Simbolos.at(i);
+  SimboloRec r = q.bas.Quotes().Simbolos.at(i);
   r.Ask = 77;
-  q.bas.Simbolos.Store(i, r);
+  q.bas.Quotes().Simbolos.Store(i, r);
   int32_t index = i;
   // Symbol, code, last, and two bytes of bid; then the trailer "\xFF\xFF".
-  ReadFullRecord(q.bas, ByteString("IBM   ") + Be(0, 1) + Be(500, 4) + Be(3, 2) + "\xFF\xFF", eq,
-                 &index, 1, 200, kEquityKey, 100);
-  EXPECT_FLOAT_EQ(q.bas.Simbolos.at(i).Last, 5.0f);
-  EXPECT_FLOAT_EQ(q.bas.Simbolos.at(i).Bid, 0.03f);
-  EXPECT_FLOAT_EQ(q.bas.Simbolos.at(i).Ask, 77.0f);
+  q.bas.Quotes().ReadFullRecord(
+      ByteString("IBM   ") + Be(0, 1) + Be(500, 4) + Be(3, 2) + "\xFF\xFF", eq, &index, 1, 200,
+      kEquityKey, 100);
+  EXPECT_FLOAT_EQ(q.bas.Quotes().Simbolos.at(i).Last, 5.0f);
+  EXPECT_FLOAT_EQ(q.bas.Quotes().Simbolos.at(i).Bid, 0.03f);
+  EXPECT_FLOAT_EQ(q.bas.Quotes().Simbolos.at(i).Ask, 77.0f);
 }
 
 TEST_F(WalkerTest, ProcessCodeAppliesToTheFieldsBehindIt) {
@@ -128,23 +131,23 @@ TEST_F(WalkerTest, ProcessCodeAppliesToTheFieldsBehindIt) {
   int32_t index = i;
   ByteString text = ByteString("CL    ") + Be(1, 1) + Be(0, 2) + Be(2, 1) + Be(1, 3) + Be(1, 3) +
                     Be(1, 3) + Be(2, 1) + Be(1237, 2) + "tr";
-  ReadFullRecord(q.bas, text, fut, &index, 1, 9, kFuturesKey, 5);
-  EXPECT_EQ(q.bas.Simbolos.at(i).ProcessCode, 1);
-  EXPECT_FLOAT_EQ(q.bas.Simbolos.at(i).Vol, 123.875f);
+  q.bas.Quotes().ReadFullRecord(text, fut, &index, 1, 9, kFuturesKey, 5);
+  EXPECT_EQ(q.bas.Quotes().Simbolos.at(i).ProcessCode, 1);
+  EXPECT_FLOAT_EQ(q.bas.Quotes().Simbolos.at(i).Vol, 123.875f);
   // A code field with no bytes left keeps the code as it was.
   text = ByteString("CL    ") + "tr";
-  ReadFullRecord(q.bas, text, fut, &index, 1, 9, kFuturesKey, 5);
-  EXPECT_EQ(q.bas.Simbolos.at(i).ProcessCode, 1);
+  q.bas.Quotes().ReadFullRecord(text, fut, &index, 1, 9, kFuturesKey, 5);
+  EXPECT_EQ(q.bas.Quotes().Simbolos.at(i).ProcessCode, 1);
 }
 
 TEST_F(WalkerTest, FindSimboloShowsTheSymbolAndResultOnInfo) {
-  EXPECT_EQ(FindSimbolo(q.bas, kEquityKey, 1, "ES"), -1);
+  EXPECT_EQ(q.bas.Quotes().FindSimbolo(kEquityKey, 1, "ES"), -1);
   EXPECT_EQ(q.frm.Info.Caption(), "ES -1");
   for (int k = 0; k < 5; ++k)
     q.Known("S" + std::to_string(k), k);
-  EXPECT_EQ(FindSimbolo(q.bas, kEquityKey, 4, "S4"), 5);
+  EXPECT_EQ(q.bas.Quotes().FindSimbolo(kEquityKey, 4, "S4"), 5);
   EXPECT_EQ(q.frm.Info.Caption(), "S4  5");
-  EXPECT_EQ(FindSimbolo(q.bas, kFuturesKey, 4, "S4"), -1);
+  EXPECT_EQ(q.bas.Quotes().FindSimbolo(kFuturesKey, 4, "S4"), -1);
 }
 
 // Packets 13 and 28.
@@ -158,42 +161,47 @@ struct RecordPacketTest : WalkerTest {
 TEST_F(RecordPacketTest, LengthChoosesTheFieldCountAndBothWidthsReachOneRecord) {
   const int32_t i = q.Known("IBM", 258);
   const ByteString full = EquityRecord("IBM", 0, 1000, 990, 1010, 500);
-  const ByteString exact_a = full.substr(0, 11);                     // LengthA: symbol, code, last
-  DecodeRecordPacket(q.bas, Frame(13, 258, exact_a + Be(5, 4)), 2);  // longer: CountB
-  EXPECT_FLOAT_EQ(q.bas.Simbolos.at(i).Bid, 0.05f);
+  const ByteString exact_a = full.substr(0, 11);  // LengthA: symbol, code, last
+  DecodeRecordPacket(q.bas.Database(), q.bas.Quotes(), Frame(13, 258, exact_a + Be(5, 4)),
+                     2);  // longer: CountB
+  EXPECT_FLOAT_EQ(q.bas.Quotes().Simbolos.at(i).Bid, 0.05f);
   q.clock.Advance(1000);  // the same price in the same second wouldn't ring the bell again
-  DecodeRecordPacket(q.bas, Frame(28, 258, exact_a), 4);  // exactly LengthA: CountA
-  EXPECT_FLOAT_EQ(q.bas.Simbolos.at(i).Last, 10.0f);
-  EXPECT_FLOAT_EQ(q.bas.Simbolos.at(i).Bid, 0.05f);
+  DecodeRecordPacket(q.bas.Database(), q.bas.Quotes(), Frame(28, 258, exact_a),
+                     4);  // exactly LengthA: CountA
+  EXPECT_FLOAT_EQ(q.bas.Quotes().Simbolos.at(i).Last, 10.0f);
+  EXPECT_FLOAT_EQ(q.bas.Quotes().Simbolos.at(i).Bid, 0.05f);
   ASSERT_EQ(q.published.size(), 2u);
   EXPECT_EQ(q.published[1].fFlag, 1);
   EXPECT_EQ(q.published[1].vSimbolo, "IBM");
-  EXPECT_EQ(q.bas.Simbolos.at(i).LastUpdate, 0);  // record packets don't stamp it
+  EXPECT_EQ(q.bas.Quotes().Simbolos.at(i).LastUpdate, 0);  // record packets don't stamp it
 }
 
 TEST_F(RecordPacketTest, EdgesOfLengthCodeAndWatchList) {
   EXPECT_EQ(Frame(13, 1, "").size(), 16u);
   q.frm.Info.SetCaption("untouched");
-  DecodeRecordPacket(q.bas, Frame(13, 1, "ab").substr(0, 17), 2);
-  DecodeRecordPacket(q.bas, Frame(28, 1, "a").substr(0, 19), 4);
-  DecodeRecordPacket(q.bas, Frame(28, 0x80000000u, "IBM   "), 4);
+  DecodeRecordPacket(q.bas.Database(), q.bas.Quotes(), Frame(13, 1, "ab").substr(0, 17), 2);
+  DecodeRecordPacket(q.bas.Database(), q.bas.Quotes(), Frame(28, 1, "a").substr(0, 19), 4);
+  DecodeRecordPacket(q.bas.Database(), q.bas.Quotes(), Frame(28, 0x80000000u, "IBM   "), 4);
   EXPECT_EQ(q.frm.Info.Caption(), "untouched");
   // Not on the watch list: no record, no publication.
-  DecodeRecordPacket(q.bas, Frame(13, 9, EquityRecord("XOM", 0, 1, 1, 1, 1)), 2);
-  EXPECT_EQ(q.bas.Simbolos.size(), 0);
+  DecodeRecordPacket(q.bas.Database(), q.bas.Quotes(),
+                     Frame(13, 9, EquityRecord("XOM", 0, 1, 1, 1, 1)), 2);
+  EXPECT_EQ(q.bas.Quotes().Simbolos.size(), 0);
   // Watched and new: added and published at once, prices at 0.
   q.Watch("XOM");
-  DecodeRecordPacket(q.bas, Frame(13, 9, EquityRecord("XOM", 0, 100, 1, 1, 1)), 2);
+  DecodeRecordPacket(q.bas.Database(), q.bas.Quotes(),
+                     Frame(13, 9, EquityRecord("XOM", 0, 100, 1, 1, 1)), 2);
   ASSERT_EQ(q.published.size(), 1u);
   EXPECT_EQ(q.published[0].vLast, 0);
   // A record that exists but isn't watched is updated, not published.
   q.Known("IBM", 100);
-  SimboloTable& t = q.bas.Simbolos;
+  SimboloTable& t = q.bas.Quotes().Simbolos;
   const int32_t n = t.size();
   SimboloRec r = t.at(n);
   std::memcpy(r.Simbolo, "OTHER       ", 12);
   t.Store(n, r);
-  DecodeRecordPacket(q.bas, Frame(13, 100, EquityRecord("IBM", 0, 300, 1, 1, 1)), 2);
+  DecodeRecordPacket(q.bas.Database(), q.bas.Quotes(),
+                     Frame(13, 100, EquityRecord("IBM", 0, 300, 1, 1, 1)), 2);
   EXPECT_FLOAT_EQ(t.at(n).Last, 3.0f);
   EXPECT_EQ(q.published.size(), 2u);  // IBM is watched (Known put it on the list)
 }

@@ -1,11 +1,11 @@
-#include "quotes/quote_packet.h"
+#include "quotes/quote_stream.h"
 
 #include <gtest/gtest.h>
 
 #include <random>
 
 #include "database/record_packets.h"
-#include "quotes/field_walkers.h"
+#include "quotes/quote_stream.h"
 #include "tests/support/quote_feeder.h"
 
 namespace quotlink {
@@ -25,7 +25,7 @@ ByteString Entries(std::initializer_list<std::pair<int, ByteString>> entries) {
 
 struct QuotePacketTest : ::testing::Test {
   QuoteFeeder q;
-  void Decode(ByteView frame) { DecodeQuotePacket(q.bas, frame); }
+  void Decode(ByteView frame) { q.bas.Quotes().DecodeQuotePacket(frame); }
 };
 
 // What becomes of a quote, by what is known of it: one row of the table per test.
@@ -38,11 +38,11 @@ TEST_F(QuotePacketTest, KnownPairFieldListIsMergedAndPublished) {
   EXPECT_FLOAT_EQ(q.published[0].vLast, 123.45f);
   EXPECT_FLOAT_EQ(q.published[0].vBid, 123.0f);
   EXPECT_EQ(q.published[0].fFlag, 0);
-  EXPECT_FLOAT_EQ(q.bas.Simbolos.at(i).Last, 123.45f);
+  EXPECT_FLOAT_EQ(q.bas.Quotes().Simbolos.at(i).Last, 123.45f);
   // Merged: a first last price sets the day's high and low.
-  EXPECT_FLOAT_EQ(q.bas.Simbolos.at(i).High, 123.45f);
-  EXPECT_FLOAT_EQ(q.bas.Simbolos.at(i).Low, 123.45f);
-  EXPECT_GT(q.bas.Simbolos.at(i).LastUpdate, 0);
+  EXPECT_FLOAT_EQ(q.bas.Quotes().Simbolos.at(i).High, 123.45f);
+  EXPECT_FLOAT_EQ(q.bas.Quotes().Simbolos.at(i).Low, 123.45f);
+  EXPECT_GT(q.bas.Quotes().Simbolos.at(i).LastUpdate, 0);
   EXPECT_TRUE(q.tcp.sent.empty());
 }
 
@@ -52,7 +52,7 @@ TEST_F(QuotePacketTest, KnownPairLastRecordReplacesSilentlyAndEndsThePacket) {
   Decode(QuotePacket(kEquityKey, 4, 4, 2,
                      Quote("IBM", 4, 100, 0, rec) + Quote("IBM", 4, 100, 0, rec)));
   EXPECT_TRUE(q.published.empty());
-  const SimboloRec& r = q.bas.Simbolos.at(i);
+  const SimboloRec& r = q.bas.Quotes().Simbolos.at(i);
   EXPECT_FLOAT_EQ(r.Last, 10.0f);
   EXPECT_FLOAT_EQ(r.High, 11.0f);
   EXPECT_FLOAT_EQ(r.Previous, 9.5f);
@@ -63,16 +63,16 @@ TEST_F(QuotePacketTest, UnknownWatchedLastRecordIsAddedThenReplacedOnTheNextPass
   q.Watch("IBM");
   const ByteString rec = EquityRecord("IBM", 3, 1000, 990, 1010, 500);
   Decode(QuotePacket(kEquityKey, 4, 4, 1, Quote("IBM", 4, 100, 255, rec)));
-  ASSERT_EQ(q.bas.Simbolos.size(), 1);
-  EXPECT_FLOAT_EQ(q.bas.Simbolos.at(1).Last, 0.0f);  // a new record holds no prices yet
-  EXPECT_EQ(q.bas.Simbolos.at(1).ProcessCode, 3);
-  EXPECT_EQ(std::string(q.bas.Simbolos.at(1).Simbolo, 12), "IBM         ");
+  ASSERT_EQ(q.bas.Quotes().Simbolos.size(), 1);
+  EXPECT_FLOAT_EQ(q.bas.Quotes().Simbolos.at(1).Last, 0.0f);  // a new record holds no prices yet
+  EXPECT_EQ(q.bas.Quotes().Simbolos.at(1).ProcessCode, 3);
+  EXPECT_EQ(std::string(q.bas.Quotes().Simbolos.at(1).Simbolo, 12), "IBM         ");
 
   QuoteFeeder g;
   g.Watch("IBM");
-  DecodeQuotePacket(g.bas, QuotePacket(kEquityKey, 4, 4, 2, Quote("IBM", 4, 100, 0, rec)));
-  ASSERT_EQ(g.bas.Simbolos.size(), 1);
-  EXPECT_FLOAT_EQ(g.bas.Simbolos.at(1).Last, 10.0f);
+  g.bas.Quotes().DecodeQuotePacket(QuotePacket(kEquityKey, 4, 4, 2, Quote("IBM", 4, 100, 0, rec)));
+  ASSERT_EQ(g.bas.Quotes().Simbolos.size(), 1);
+  EXPECT_FLOAT_EQ(g.bas.Quotes().Simbolos.at(1).Last, 10.0f);
   EXPECT_TRUE(g.published.empty());
   EXPECT_TRUE(g.tcp.sent.empty());
 }
@@ -80,7 +80,7 @@ TEST_F(QuotePacketTest, UnknownWatchedLastRecordIsAddedThenReplacedOnTheNextPass
 TEST_F(QuotePacketTest, UnknownUnwatchedLastRecordStoresNothing) {
   Decode(QuotePacket(kEquityKey, 4, 4, 3,
                      Quote("IBM", 4, 100, 0, EquityRecord("IBM", 0, 1, 1, 1, 1))));
-  EXPECT_EQ(q.bas.Simbolos.size(), 0);
+  EXPECT_EQ(q.bas.Quotes().Simbolos.size(), 0);
   EXPECT_TRUE(q.tcp.sent.empty());
 }
 
@@ -93,10 +93,10 @@ TEST_F(QuotePacketTest, UnknownWatchedFieldListAsksAndIsWalkedToTheNextQuote) {
   EXPECT_EQ(q.RequestCodes(), kAskSequence);
   EXPECT_EQ(q.tcp.sent[0].substr(2, 4), kEquityKey);
   EXPECT_EQ(q.tcp.sent[1].substr(2, 4), ByteString("\0\0\x12\x34", 4));
-  EXPECT_EQ(q.bas.Simbolos.size(), 1);
+  EXPECT_EQ(q.bas.Quotes().Simbolos.size(), 1);
   ASSERT_EQ(q.published.size(), 1u);
   EXPECT_EQ(q.published[0].vSimbolo, "MSFT");
-  EXPECT_FLOAT_EQ(q.bas.Simbolos.at(known).Last, 250.5f);
+  EXPECT_FLOAT_EQ(q.bas.Quotes().Simbolos.at(known).Last, 250.5f);
   // Each such quote asks again.
   Decode(QuotePacket(kEquityKey, 1, 4, 1, quotes));
   EXPECT_EQ(q.tcp.sent.size(), 16u);
@@ -109,7 +109,7 @@ TEST_F(QuotePacketTest, UnknownWatchedPositionalAsksAddsAndPublishesWithoutPrice
   EXPECT_EQ(q.RequestCodes(), kAskSequence);
   ASSERT_EQ(q.published.size(), 1u);
   EXPECT_FLOAT_EQ(q.published[0].vLast, 0.0f);
-  EXPECT_EQ(q.bas.Simbolos.size(), 1);
+  EXPECT_EQ(q.bas.Quotes().Simbolos.size(), 1);
 }
 
 TEST_F(QuotePacketTest, UnknownUnwatchedIsSkippedWithoutRequests) {
@@ -122,8 +122,8 @@ TEST_F(QuotePacketTest, UnknownUnwatchedIsSkippedWithoutRequests) {
                        first + Quote("MSFT", 4, 7, 1, Entries({{3, Be(100, 4)}}))));
   }
   EXPECT_TRUE(q.tcp.sent.empty());
-  EXPECT_EQ(q.bas.Simbolos.size(), 1);
-  EXPECT_FLOAT_EQ(q.bas.Simbolos.at(known).Last, 1.0f);
+  EXPECT_EQ(q.bas.Quotes().Simbolos.size(), 1);
+  EXPECT_FLOAT_EQ(q.bas.Quotes().Simbolos.at(known).Last, 1.0f);
 }
 
 TEST_F(QuotePacketTest, TheWorkedFrame) {
@@ -133,11 +133,11 @@ TEST_F(QuotePacketTest, TheWorkedFrame) {
   const ByteString frame = QuotePacket(kEquityKey, 0x01, 0x04, 0x01, quote);
   EXPECT_EQ(frame.substr(12, 4), ByteString("\x01\x04\x00\x01", 4));
   Decode(frame);
-  EXPECT_FLOAT_EQ(q.bas.Simbolos.at(i).High, 100.25f);
-  EXPECT_FLOAT_EQ(q.bas.Simbolos.at(i).Previous, 100.0f);
+  EXPECT_FLOAT_EQ(q.bas.Quotes().Simbolos.at(i).High, 100.25f);
+  EXPECT_FLOAT_EQ(q.bas.Quotes().Simbolos.at(i).Previous, 100.0f);
   ASSERT_EQ(q.published.size(), 1u);
   // The board's change is worked out from the record's prices; the record's stays 0.
-  EXPECT_EQ(q.bas.Simbolos.at(i).Change, 0);
+  EXPECT_EQ(q.bas.Quotes().Simbolos.at(i).Change, 0);
 }
 
 TEST_F(QuotePacketTest, FormByteChoosesTheFieldCount) {
@@ -151,11 +151,11 @@ TEST_F(QuotePacketTest, FormByteChoosesTheFieldCount) {
                         Case{0x04, 0, true}, Case{0x82, 0, true}, Case{0x01, 255, false}}) {
     QuoteFeeder g;
     const int32_t i = g.Known("IBM", 100);
-    DecodeQuotePacket(g.bas, QuotePacket(kEquityKey, c.form, 4, 1,
-                                         Quote("IBM", 4, 100, c.c,
-                                               EquityRecord("IBM", 0, 1000, 990, 1010, 500))));
-    EXPECT_FLOAT_EQ(g.bas.Simbolos.at(i).Last, 10.0f) << int(c.form);
-    EXPECT_FLOAT_EQ(g.bas.Simbolos.at(i).Bid, c.count_b ? 9.9f : 0.0f) << int(c.form);
+    g.bas.Quotes().DecodeQuotePacket(
+        QuotePacket(kEquityKey, c.form, 4, 1,
+                    Quote("IBM", 4, 100, c.c, EquityRecord("IBM", 0, 1000, 990, 1010, 500))));
+    EXPECT_FLOAT_EQ(g.bas.Quotes().Simbolos.at(i).Last, 10.0f) << int(c.form);
+    EXPECT_FLOAT_EQ(g.bas.Quotes().Simbolos.at(i).Bid, c.count_b ? 9.9f : 0.0f) << int(c.form);
   }
 }
 
@@ -176,7 +176,7 @@ TEST_F(QuotePacketTest, UnresolvedIndirectFormatAbandonsThePacket) {
   Decode(QuotePacket(kFuturesKey, 1, 4, 2,
                      Quote("CL", 4, 5, 3, Entries({{9, Be(7, 2)}, {5, Be(1, 3)}, {9, Be(8, 2)}})) +
                          Quote("CL", 4, 5, 1, Entries({{9, Be(9, 2)}}))));
-  EXPECT_EQ(q.bas.Simbolos.at(i).Vol, 0);
+  EXPECT_EQ(q.bas.Quotes().Simbolos.at(i).Vol, 0);
   EXPECT_TRUE(q.published.empty());
 }
 
@@ -201,7 +201,7 @@ TEST_F(QuotePacketTest, EntriesEndingAtTheLastByteAreMergedButNotPublished) {
       QuotePacket(kEquityKey, 1, 4, 1, Quote("IBM", 4, 100, 1, Entries({{3, Be(4200, 4)}})));
   frame.resize(frame.size() - 2);  // no trailer
   Decode(frame);
-  EXPECT_FLOAT_EQ(q.bas.Simbolos.at(i).Last, 42.0f);
+  EXPECT_FLOAT_EQ(q.bas.Quotes().Simbolos.at(i).Last, 42.0f);
   EXPECT_TRUE(q.published.empty());
 }
 
@@ -216,15 +216,15 @@ TEST_F(QuotePacketTest, SubscriberMayReenterTheFeederDuringPublication) {
     // Grow the table past any capacity it had, and decode another packet inside.
     for (int k = 0; k < 2000; ++k) {
       q.Watch("S" + std::to_string(k));
-      q.bas.Simbolos.Add(kEquityKey, 1000 + k, "S" + std::to_string(k),
-                         [&](std::string_view s) { return q.frm.DTNSYMBOLS.Find(s); });
+      q.bas.Quotes().Simbolos.Add(kEquityKey, 1000 + k, "S" + std::to_string(k),
+                                  [&](std::string_view s) { return q.frm.DTNSYMBOLS.Find(s); });
     }
-    DecodeQuotePacket(q.bas, QuotePacket(kEquityKey, 1, 4, 1,
-                                         Quote("IBM", 4, 100, 1, Entries({{3, Be(150, 4)}}))));
+    q.bas.Quotes().DecodeQuotePacket(
+        QuotePacket(kEquityKey, 1, 4, 1, Quote("IBM", 4, 100, 1, Entries({{3, Be(150, 4)}}))));
   });
   Decode(packet);
-  EXPECT_FLOAT_EQ(q.bas.Simbolos.at(1).Last, 2.0f);
-  EXPECT_EQ(q.bas.Simbolos.size(), 2001);
+  EXPECT_FLOAT_EQ(q.bas.Quotes().Simbolos.at(1).Last, 2.0f);
+  EXPECT_EQ(q.bas.Quotes().Simbolos.size(), 2001);
 }
 
 TEST_F(QuotePacketTest, HostileFramesNeverReadOutOfRange) {
@@ -249,8 +249,8 @@ TEST_F(QuotePacketTest, HostileFramesNeverReadOutOfRange) {
       f[rng() % f.size()] = static_cast<char>(rng());
     if (rng() % 2) f.resize(rng() % (f.size() + 1));
     Decode(f);
-    DecodeRecordPacket(q.bas, f, 2);
-    DecodeRecordPacket(q.bas, f, 4);
+    DecodeRecordPacket(q.bas.Database(), q.bas.Quotes(), f, 2);
+    DecodeRecordPacket(q.bas.Database(), q.bas.Quotes(), f, 4);
   }
   SUCCEED();
 }

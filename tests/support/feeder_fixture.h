@@ -45,12 +45,14 @@ struct FeederFixture {
   RecordingView view;
   QUOTLINKBAS bas{&loop, &sockets, &view};
   QUOTLINKFRM& frm = bas.Form();
-  FakeSocket& tcp = *static_cast<FakeSocket*>(frm.TCP.get());
-  FakeSocket& udp = *static_cast<FakeSocket*>(frm.UDP.get());
+  FakeSocket& tcp = *static_cast<FakeSocket*>(bas.Link().TCP.get());
+  FakeSocket& udp = *static_cast<FakeSocket*>(bas.Link().UDP.get());
   std::vector<std::pair<FeedPath, ByteString>> frames;
 
   FeederFixture() {
-    bas.frame_tap = [this](FeedPath p, ByteView f) { frames.emplace_back(p, ByteString(f)); };
+    bas.Link().frame_tap = [this](FeedPath p, ByteView f) {
+      frames.emplace_back(p, ByteString(f));
+    };
   }
 };
 

@@ -149,10 +149,10 @@ struct QuoteFeeder : FeederFixture {
   QuoteFeeder() {
     const ImageParse r =
         ParseFeedImage(WriteImage(TestImageLayout()), ByteView("\x09\x03\0\x01", 4),
-                       &bas.feed_database, [](std::string_view) {});
+                       &bas.Database(), [](std::string_view) {});
     EXPECT_EQ(r.kind, ImageParseKind::kAccepted) << r.reason;
-    bas.FeedVerified = 1;
-    bas.QuotesEnabled = 1;
+    bas.Link().FeedVerified = 1;
+    bas.Link().QuotesEnabled = 1;
     tcp.RaiseConnect();  // requests can go out
     frm.Data.Subscribe([this] { published.push_back(frm.board); });
   }
@@ -163,14 +163,14 @@ struct QuoteFeeder : FeederFixture {
   int32_t Known(const std::string& symbol, int code, const ByteString& key = kEquityKey) {
     Watch(symbol);
     ByteString sym = symbol;
-    const int32_t i = bas.Simbolos.Add(
+    const int32_t i = bas.Quotes().Simbolos.Add(
         key, code, sym, [this](std::string_view s) { return frm.DTNSYMBOLS.Find(s); });
-    SimboloRec r = bas.Simbolos.at(i);
+    SimboloRec r = bas.Quotes().Simbolos.at(i);
     r.PrimaryFormat = -1;
     r.SecondaryFormat = -1;
     r.ProcessCode = -1;
     r.ChangeFieldDef = -1;
-    bas.Simbolos.Store(i, r);
+    bas.Quotes().Simbolos.Store(i, r);
     return i;
   }
   std::vector<int> RequestCodes() const {

@@ -7,7 +7,7 @@
 #include "database/feed_database.h"
 #include "database/record_packets.h"
 #include "database/value_decoding.h"
-#include "quotes/quote_packet.h"
+#include "quotes/quote_stream.h"
 #include "tests/support/feeder_fixture.h"
 #include "tools/feedsim/quote_encoding.h"
 #include "tools/feedsim/universe.h"
@@ -79,18 +79,18 @@ struct FeederOfUniverse : FeederFixture {
     std::string error;
     EXPECT_TRUE(Universe::Build(choices, &u, &error)) << error;
     const ImageParse r =
-        ParseFeedImage(u.Image(kVersion), kVersion, &bas.feed_database, [](std::string_view) {});
+        ParseFeedImage(u.Image(kVersion), kVersion, &bas.Database(), [](std::string_view) {});
     EXPECT_EQ(r.kind, ImageParseKind::kAccepted) << r.reason;
-    bas.FeedVerified = 1;
-    bas.QuotesEnabled = 1;
+    bas.Link().FeedVerified = 1;
+    bas.Link().QuotesEnabled = 1;
     tcp.RaiseConnect();
     for (size_t i = 0; i < u.size(); ++i)
       frm.DTNSYMBOLS.Add(u.at(i).symbol);
   }
   // The feeder's record of `inst`, or null.
   const SimboloRec* Stored(const Instrument& inst) const {
-    const int32_t i = bas.Simbolos.Find(u.WireKey(inst.kind), inst.code);
-    return i >= 1 ? &bas.Simbolos.at(i) : nullptr;
+    const int32_t i = bas.Quotes().Simbolos.Find(u.WireKey(inst.kind), inst.code);
+    return i >= 1 ? &bas.Quotes().Simbolos.at(i) : nullptr;
   }
   // Gives the feeder every instrument's record, twice: the first adds it with its definition
   // fields, the second fills it.
@@ -100,7 +100,7 @@ struct FeederOfUniverse : FeederFixture {
         const Instrument& inst = u.at(i);
         const ByteString frame =
             RecordPacket(u.WireKey(inst.kind), inst.code, EncodeRecord(u, inst, true), wide);
-        DecodeRecordPacket(bas, frame, wide ? 4 : 2);
+        DecodeRecordPacket(bas.Database(), bas.Quotes(), frame, wide ? 4 : 2);
       }
     }
   }
@@ -151,7 +151,7 @@ TEST(FeedsimDecoding, StreamKeepsTheFeedersTableEqualToTheMarket) {
   int quotes = 0;
   for (int i = 0; i < 3000; ++i) {
     int n = 0;
-    DecodeQuotePacket(f.bas, stream.NextPacket(&n));
+    f.bas.Quotes().DecodeQuotePacket(stream.NextPacket(&n));
     quotes += n;
   }
   EXPECT_GT(quotes, 3000);
@@ -165,7 +165,7 @@ TEST(FeedsimDecoding, NewDayShowsTheFeederALowerVolume) {
   f.SendAllRecords(false);
   QuoteStream stream(&f.u, 3);
   for (int i = 0; i < 200; ++i)
-    DecodeQuotePacket(f.bas, stream.NextPacket(nullptr));
+    f.bas.Quotes().DecodeQuotePacket(stream.NextPacket(nullptr));
   const float es_volume_before = f.Stored(f.u.at(0))->Vol;
   ASSERT_GT(es_volume_before, 0.0f);
   const int64_t es_last = f.u.at(0).last;
@@ -175,8 +175,9 @@ TEST(FeedsimDecoding, NewDayShowsTheFeederALowerVolume) {
   Rng rng(11);
   while (f.u.Step(&es, &rng) != kFlagTrade) {
   }
-  DecodeQuotePacket(f.bas, QuotePacket(f.u.WireKey(es.kind), kFormFieldList, f.u.HeadWidth(es.kind),
-                                       {FieldListQuote(f.u, es, kFlagTrade)}));
+  f.bas.Quotes().DecodeQuotePacket(QuotePacket(f.u.WireKey(es.kind), kFormFieldList,
+                                               f.u.HeadWidth(es.kind),
+                                               {FieldListQuote(f.u, es, kFlagTrade)}));
   const SimboloRec* r = f.Stored(es);
   EXPECT_LT(r->Vol, es_volume_before);
   EXPECT_EQ(r->Vol, static_cast<float>(es.last_size));
@@ -190,19 +191,22 @@ TEST(FeedsimDecoding, UnknownWatchedInstrumentIsAddedFromAPositionalQuote) {
   ASSERT_EQ(zb.symbol, "ZB");
   // A field list of an instrument the feeder doesn't know makes it ask; the answer to request 7
   // is a positional quote, which adds the record with its definition fields.
-  DecodeQuotePacket(f.bas, QuotePacket(f.u.WireKey(zb.kind), kFormFieldList, f.u.HeadWidth(zb.kind),
-                                       {FieldListQuote(f.u, zb, kFlagTrade)}));
+  f.bas.Quotes().DecodeQuotePacket(QuotePacket(f.u.WireKey(zb.kind), kFormFieldList,
+                                               f.u.HeadWidth(zb.kind),
+                                               {FieldListQuote(f.u, zb, kFlagTrade)}));
   EXPECT_EQ(f.tcp.sent.size(), 8u);
   EXPECT_EQ(f.Stored(zb), nullptr);
-  DecodeQuotePacket(f.bas, QuotePacket(f.u.WireKey(zb.kind), kFormFullRecord,
-                                       f.u.HeadWidth(zb.kind), {PositionalQuote(f.u, zb, true)}));
+  f.bas.Quotes().DecodeQuotePacket(QuotePacket(f.u.WireKey(zb.kind), kFormFullRecord,
+                                               f.u.HeadWidth(zb.kind),
+                                               {PositionalQuote(f.u, zb, true)}));
   const SimboloRec* r = f.Stored(zb);
   ASSERT_NE(r, nullptr);
   EXPECT_EQ(r->ProcessCode, ScaleOf(zb.price_code).process_code);
   EXPECT_EQ(r->PrimaryFormat, ScaleOf(zb.price_code).format);
   // The short positional form (CountA fields) then fills its prices.
-  DecodeQuotePacket(f.bas, QuotePacket(f.u.WireKey(zb.kind), kFormShortRecord,
-                                       f.u.HeadWidth(zb.kind), {PositionalQuote(f.u, zb, false)}));
+  f.bas.Quotes().DecodeQuotePacket(QuotePacket(f.u.WireKey(zb.kind), kFormShortRecord,
+                                               f.u.HeadWidth(zb.kind),
+                                               {PositionalQuote(f.u, zb, false)}));
   ExpectPrice(f.Stored(zb)->Last, zb.price_code, zb.last, "last");
   ExpectPrice(f.Stored(zb)->Previous, zb.price_code, zb.previous, "previous");
 }

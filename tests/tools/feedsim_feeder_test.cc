@@ -41,28 +41,29 @@ TEST(FeedsimWithFeeder, SessionEndsWithTheMarketInTheFeedersTable) {
   dir.Write("QUOTLINKINFO.DAT", "127.0.0.1\r\n" + std::to_string(sim.port()) + "\r\n" +
                                     std::to_string(udp_port) + "\r\n");
   QUOTLINKBAS bas(&loop, &sockets, nullptr);
-  bas.DataFolder = dir.path();
+  bas.settings().DataFolder = dir.path();
   QUOTLINKFRM& frm = bas.Form();
   const Universe& u = sim.universe();
   for (size_t i = 0; i < u.size(); ++i)
     frm.DTNSYMBOLS.Add(u.at(i).symbol);
   frm.Load();
-  ASSERT_TRUE(WaitPumping(loop, 30.0, [&] { return bas.QuotesEnabled == 1; }));
-  EXPECT_EQ(bas.DatabasePending, 0);
-  EXPECT_EQ(bas.FeedVerified, 1);
-  EXPECT_EQ(bas.WatchListCleared, 1);
-  EXPECT_EQ(bas.feed_database.DatabaseCount(), 4);
+  ASSERT_TRUE(WaitPumping(loop, 30.0, [&] { return bas.Link().QuotesEnabled == 1; }));
+  EXPECT_EQ(bas.Link().DatabasePending, 0);
+  EXPECT_EQ(bas.Link().FeedVerified, 1);
+  EXPECT_EQ(bas.Link().WatchListCleared, 1);
+  EXPECT_EQ(bas.Database().DatabaseCount(), 4);
 
   // The stream ends; the feeder's table then settles on the market's last state.
   auto settled = [&] {
-    if (sim.stats().quotes < 2000 || bas.Simbolos.size() < static_cast<int32_t>(u.size())) {
+    if (sim.stats().quotes < 2000 ||
+        bas.Quotes().Simbolos.size() < static_cast<int32_t>(u.size())) {
       return false;
     }
     for (size_t i = 0; i < u.size(); ++i) {
       const Instrument& inst = u.at(i);
-      const int32_t k = bas.Simbolos.Find(u.WireKey(inst.kind), inst.code);
+      const int32_t k = bas.Quotes().Simbolos.Find(u.WireKey(inst.kind), inst.code);
       if (k < 1) return false;
-      const SimboloRec& r = bas.Simbolos.at(k);
+      const SimboloRec& r = bas.Quotes().Simbolos.at(k);
       auto near = [&](float got, int64_t ticks) {
         const double want = TicksToPrice(inst.price_code, ticks);
         return std::fabs(got - want) <= 1e-6 * std::fabs(want) + 1e-6;
@@ -77,9 +78,9 @@ TEST(FeedsimWithFeeder, SessionEndsWithTheMarketInTheFeedersTable) {
   EXPECT_TRUE(WaitPumping(loop, 60.0, settled));
   for (size_t i = 0; i < u.size(); ++i) {
     const Instrument& inst = u.at(i);
-    const int32_t k = bas.Simbolos.Find(u.WireKey(inst.kind), inst.code);
+    const int32_t k = bas.Quotes().Simbolos.Find(u.WireKey(inst.kind), inst.code);
     ASSERT_GE(k, 1) << inst.symbol;
-    const SimboloRec& r = bas.Simbolos.at(k);
+    const SimboloRec& r = bas.Quotes().Simbolos.at(k);
     EXPECT_NEAR(r.Last, TicksToPrice(inst.price_code, inst.last), 1e-3) << inst.symbol;
     EXPECT_EQ(r.Vol, static_cast<float>(inst.volume)) << inst.symbol;
   }

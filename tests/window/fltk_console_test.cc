@@ -49,9 +49,9 @@ class ConsoleWindowTest : public ::testing::Test {
     console = std::make_unique<FltkConsole>(loop.get());
     bas = std::make_unique<QUOTLINKBAS>(loop.get(), &sockets, console.get());
     console->Attach(bas.get());
-    bas->DataFolder = dir.path();
+    bas->settings().DataFolder = dir.path();
     frm = &bas->Form();
-    tcp = static_cast<FakeSocket*>(frm->TCP.get());
+    tcp = static_cast<FakeSocket*>(bas->Link().TCP.get());
     tcp->loop = loop.get();
     tcp->connect_delay_ms = 5;
   }
@@ -191,7 +191,7 @@ TEST_F(ConsoleWindowTest, HideHidesTheWindowWhileTheCountersRunOnAndShowMeBrings
   EXPECT_FALSE(frm->visible());
   EXPECT_FALSE(bas->ended());
 
-  bas->UdpPacketCount = 7;
+  bas->Link().UdpPacketCount = 7;
   clock.Advance(QUOTLINKFRM::kTimer1IntervalMs);
   EXPECT_TRUE(
       PumpUntil([&] { return Shown(ConsoleItem::kMensagem) == "Packets TCP/UDP = 0 , 7"; }));
@@ -214,11 +214,11 @@ TEST_F(ConsoleWindowTest, RestartSavesTheEditedBoxesAndRunsOneSessionAtATime) {
   EXPECT_EQ(frm->DTNPORTT.Caption(), "6001");
   // Edits alone change nothing, neither in the feeder nor in the file.
   PumpFor(50);
-  EXPECT_EQ(bas->FeedPort, kDefaultFeedPort);
+  EXPECT_EQ(bas->settings().FeedPort, kDefaultFeedPort);
   EXPECT_EQ(dir.Read(kSettingsFileName), before);
 
   // A second click on Restart while the first one's session start waits is refused.
-  const uint64_t generation = bas->session_generation;
+  const uint64_t generation = bas->Link().session_generation();
   bool second_click = false;
   int timer = 0;
   timer = loop->AddTimer(300, [&] {
@@ -226,19 +226,19 @@ TEST_F(ConsoleWindowTest, RestartSavesTheEditedBoxesAndRunsOneSessionAtATime) {
     second_click = Click(console->restart_button());
   });
   ASSERT_TRUE(Click(console->restart_button()));
-  EXPECT_TRUE(PumpUntil([&] { return bas->session_generation > generation; }));
-  EXPECT_TRUE(PumpUntil([&] { return second_click && bas->TcpConnected != 0; }));
+  EXPECT_TRUE(PumpUntil([&] { return bas->Link().session_generation() > generation; }));
+  EXPECT_TRUE(PumpUntil([&] { return second_click && bas->Link().TcpConnected != 0; }));
   PumpFor(200);
-  EXPECT_EQ(bas->session_generation, generation + 1);
+  EXPECT_EQ(bas->Link().session_generation(), generation + 1);
 
   const Settings saved = SavedSettings();
   EXPECT_EQ(saved.FeedAddress, "10.0.0.9");
   EXPECT_EQ(saved.FeedPort, 6001);
   EXPECT_EQ(saved.LocalPort, 6002);
-  EXPECT_EQ(bas->FeedAddress, "10.0.0.9");
+  EXPECT_EQ(bas->settings().FeedAddress, "10.0.0.9");
   EXPECT_EQ(tcp->RemoteHost(), "10.0.0.9");
   EXPECT_EQ(tcp->RemotePort(), 6001);
-  EXPECT_EQ(frm->UDP->LocalPort(), 6002);
+  EXPECT_EQ(bas->Link().UDP->LocalPort(), 6002);
 }
 
 TEST_F(ConsoleWindowTest, AModalMessageKeepsTimersAndDescriptorsFlowing) {
@@ -278,7 +278,7 @@ TEST_F(ConsoleWindowTest, AModalMessageKeepsTimersAndDescriptorsFlowing) {
 TEST_F(ConsoleWindowTest, APortBoxWithLettersIsRefusedAndTheFeederRunsOn) {
   Load();
   const std::string before = dir.Read(kSettingsFileName);
-  const uint64_t generation = bas->session_generation;
+  const uint64_t generation = bas->Link().session_generation();
   ASSERT_TRUE(Type(Box(ConsoleItem::kDTNPORTT), "abc"));
 
   std::string message;
@@ -288,7 +288,7 @@ TEST_F(ConsoleWindowTest, APortBoxWithLettersIsRefusedAndTheFeederRunsOn) {
     if (box == nullptr || !message.empty()) return;
     message = box->child(0)->label();
     // Timer1 still writes the status line while the operator reads.
-    bas->UdpPacketCount = 3;
+    bas->Link().UdpPacketCount = 3;
     clock.Advance(QUOTLINKFRM::kTimer1IntervalMs);
     loop->RunOnce(0);
     counters_ran = Shown(ConsoleItem::kMensagem) == "Packets TCP/UDP = 0 , 3";
@@ -301,8 +301,8 @@ TEST_F(ConsoleWindowTest, APortBoxWithLettersIsRefusedAndTheFeederRunsOn) {
   EXPECT_NE(message.find("DTN PORT"), std::string::npos) << message;
   EXPECT_TRUE(counters_ran);
   EXPECT_EQ(dir.Read(kSettingsFileName), before);
-  EXPECT_EQ(bas->FeedPort, kDefaultFeedPort);
-  EXPECT_EQ(bas->session_generation, generation);
+  EXPECT_EQ(bas->settings().FeedPort, kDefaultFeedPort);
+  EXPECT_EQ(bas->Link().session_generation(), generation);
   EXPECT_FALSE(bas->ended());
   EXPECT_TRUE(console->window()->shown());
 }
@@ -316,7 +316,7 @@ TEST_F(ConsoleWindowTest, EscapeIsIgnoredAndClosingSavesTheSettingsAndEndsTheFee
   EXPECT_TRUE(console->window()->shown());
 
   std::remove(dir.File(kSettingsFileName).c_str());
-  bas->FeedAddress = "10.1.1.1";
+  bas->settings().FeedAddress = "10.1.1.1";
   Fl::handle(FL_CLOSE, console->window());  // what the window manager's close box sends
   EXPECT_TRUE(bas->ended());
   EXPECT_FALSE(console->window()->shown());

@@ -228,7 +228,7 @@ int Watch(const Options& o) {
             std::fprintf(stderr, "quotlink: show: %s\n", st.message().c_str());
           }
         } else if (verb == "restart" && arg.empty()) {
-          if (bas.HasForm() && bas.Form().loaded()) bas.Form().Command2_Click();
+          if (bas.Form().loaded()) bas.Form().Command2_Click();
         } else if (verb == "quit" && arg.empty()) {
           feeder.Release();
         } else if (!line.empty()) {
