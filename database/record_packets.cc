@@ -3,19 +3,12 @@
 #include "client/quotlinkbas.h"
 #include "client/quotlinkfrm.h"
 #include "database/feed_database.h"
+#include "link/frame_format.h"
 #include "quotes/field_walkers.h"
 #include "quotes/publication.h"
 #include "quotes/simbolo_table.h"
 
 namespace quotlink {
-namespace {
-
-// Positions in the frame, from 0. DO NOT CHANGE: the feed's wire layout.
-constexpr size_t kKeyOffset = 8;
-constexpr size_t kCodeOffset = 12;
-constexpr size_t kHeadAndTrailer = 14;  // header, key, trailer: the record is what remains
-
-}  // namespace
 
 void DecodeRecordPacket(QUOTLINKBAS& bas, ByteView frame, int codeWidth) {
   const size_t width = codeWidth == 4 ? 4 : 2;

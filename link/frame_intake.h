@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "link/frame_format.h"
 #include "util/bytes.h"
 
 namespace quotlink {
@@ -18,10 +19,6 @@ class QUOTLINKBAS;
 
 // The most that a FeedBuffer holds: a read that would carry it beyond empties it.
 constexpr size_t kFeedBufferLimit = 180000;
-constexpr uint8_t kFrameMarker = 0x22;
-constexpr size_t kFrameHeaderSize = 8;
-constexpr size_t kFrameOverhead = 10;  // header and trailer
-constexpr size_t kFrameBodyOffset = 8;
 
 // The reassembly record of one socket.
 struct FeedBuffer {
