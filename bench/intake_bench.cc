@@ -8,7 +8,7 @@
 #include "client/quotlinkfrm.h"
 #include "platform/poll_loop.h"
 #include "tests/support/fake_socket.h"
-#include "tests/support/frames.h"
+#include "tools/imagegen/frame_writer.h"
 
 namespace quotlink {
 namespace {
@@ -28,7 +28,7 @@ struct Feeder {
 ByteString QuoteFrames(int count, size_t body) {
   ByteString s;
   for (int i = 0; i < count; ++i)
-    s += MakeFrame(20, ByteString(body, static_cast<char>(i)));
+    s += BuildFrame(20, ByteString(body, static_cast<char>(i)));
   return s;
 }
 

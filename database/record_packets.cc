@@ -1,14 +1,8 @@
 #include "database/record_packets.h"
 
+#include "link/frame_format.h"
+
 namespace quotlink {
-namespace {
-
-// Positions in the frame, from 0. DO NOT CHANGE: the feed's wire layout.
-constexpr size_t kKeyOffset = 8;
-constexpr size_t kCodeOffset = 12;
-constexpr size_t kHeadAndTrailer = 14;  // header, key, trailer: the record is what remains
-
-}  // namespace
 
 void DecodeRecordPacket(const FeedDatabase& database, RecordWalker& walker, ByteView frame,
                         int codeWidth) {

@@ -10,16 +10,13 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "link/frame_format.h"
 #include "util/bytes.h"
 
 namespace quotlink {
 
 // The most that a FeedBuffer holds: a read that would carry it beyond empties it.
 constexpr size_t kFeedBufferLimit = 180000;
-constexpr uint8_t kFrameMarker = 0x22;
-constexpr size_t kFrameHeaderSize = 8;
-constexpr size_t kFrameOverhead = 10;  // header and trailer
-constexpr size_t kFrameBodyOffset = 8;
 
 // The reassembly record of one socket.
 struct FeedBuffer {

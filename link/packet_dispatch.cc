@@ -6,8 +6,6 @@
 
 namespace quotlink {
 
-const ByteView kTestPacketBody("\0This is a test string to help those who are testing.", 53);
-
 namespace {
 
 void AppendCount(std::string* out, double count) {

@@ -1,17 +1,10 @@
 // The live quote packet, type 20: a batch of quotes of one database.
 #include "link/feed_requests_format.h"
+#include "link/frame_format.h"
 #include "quotes/quote_stream.h"
 
 namespace quotlink {
 namespace {
-
-// Positions in the frame, from 0. DO NOT CHANGE: the feed's wire layout.
-constexpr size_t kKeyOffset = 8;
-constexpr size_t kFormOffset = 12;
-constexpr size_t kSymbolWidthOffset = 13;
-constexpr size_t kCountOffset = 15;
-constexpr size_t kQuotesOffset = 16;
-constexpr size_t kShortestPacket = 18;
 
 bool LastOfPacket(uint8_t c) {
   return c == 0 || c == 255;

@@ -28,7 +28,7 @@ TEST(QuotlinkProgramTest, WatchPrintsJsonQuotesAndSavesTheTableOnQuit) {
   ScriptedFeed feed(&loop);
   const std::vector<ByteString> image = CutImageIntoFrames(WriteImage(TestImageLayout()), 200);
   const ByteString record =
-      MakeFrame(13, kEquityKey + Be(42, 2) + EquityRecord("ES", 0, 500025, 500000, 500050, 77));
+      BuildFrame(13, kEquityKey + Be(42, 2) + EquityRecord("ES", 0, 500025, 500000, 500050, 77));
   const ByteString quote = QuotePacket(
       kEquityKey, 1, 4, 1,
       Quote("ES", 4, 42, 2, ByteString("\x03", 1) + Be(500125, 4) + "\x06" + Be(1200, 4)));

@@ -4,9 +4,9 @@
 
 #include "link/packet_dispatch.h"
 #include "tests/support/feeder_fixture.h"
-#include "tests/support/frames.h"
 #include "tests/support/quote_feeder.h"
 #include "tests/support/temp_dir.h"
+#include "tools/imagegen/frame_writer.h"
 #include "tools/imagegen/image_writer.h"
 
 namespace quotlink {
@@ -136,10 +136,10 @@ TEST_F(TransferTest, LateButGoodEndFrameIsStillGood) {
 TEST_F(TransferTest, RetryOnlyOnFramesThatReachItsStep) {
   f.clock.Advance(61000);
   f.bas.Link().QuotesEnabled = 1;
-  Tcp(MakeFrame(20, "quotes"));  // stopped before the retry
-  Tcp(MakeFrame(34, "marker"));  // stopped before the retry on TCP
+  Tcp(BuildFrame(20, "quotes"));  // stopped before the retry
+  Tcp(BuildFrame(34, "marker"));  // stopped before the retry on TCP
   EXPECT_TRUE(f.tcp.sent.empty());
-  Tcp(MakeFrame(28, "record"));  // reaches it
+  Tcp(BuildFrame(28, "record"));  // reaches it
   EXPECT_EQ(Requests(), std::vector<int>{5});
   // After a refused image a frame more than a minute after the last request fires at once.
   f.bas.Link().VersionValue = 1;

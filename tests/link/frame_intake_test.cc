@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "tests/support/feeder_fixture.h"
-#include "tests/support/frames.h"
+#include "tools/imagegen/frame_writer.h"
 
 namespace quotlink {
 namespace {
@@ -32,9 +32,9 @@ struct IntakeTest : ::testing::Test {
   }
 };
 
-const ByteString kA = MakeFrame(20, "hello");
-const ByteString kB = MakeFrame(14, ByteString("\0\x0c", 2));
-const ByteString kC = MakeFrame(7, ByteString("body with \x22 marker \0 inside", 28));
+const ByteString kA = BuildFrame(20, "hello");
+const ByteString kB = BuildFrame(14, ByteString("\0\x0c", 2));
+const ByteString kC = BuildFrame(7, ByteString("body with \x22 marker \0 inside", 28));
 
 TEST_F(IntakeTest, WholeInputThenByteByByteGiveTheSameFrames) {
   const ByteString stream = kA + kB + kC + kA;
@@ -68,8 +68,8 @@ struct DropCase {
 };
 
 TEST_F(IntakeTest, ResynchronisationAndStalls) {
-  const ByteString stall = MakeFrame(20, "x");  // L = 1
-  const ByteString empty_body = MakeFrame(20, "");
+  const ByteString stall = BuildFrame(20, "x");  // L = 1
+  const ByteString empty_body = BuildFrame(20, "");
   const std::vector<DropCase> cases = {
       {"garbage in front of a marker is dropped", "abc" + kA, {kA}, ""},
       {"fewer than 8 bytes decide nothing", kA.substr(0, 7), {}, kA.substr(0, 7)},
@@ -97,14 +97,14 @@ TEST_F(IntakeTest, BytesWithoutMarkerAreCutOffByTheNextMarker) {
 }
 
 TEST_F(IntakeTest, EmptyBodyLeavesTheNextFrameForTheNextEvent) {
-  Read(MakeFrame(20, "") + kA);
+  Read(BuildFrame(20, "") + kA);
   EXPECT_TRUE(host.frames.empty());
   Read("");
   EXPECT_EQ(host.frames, std::vector<ByteString>{kA});
 }
 
 TEST_F(IntakeTest, StallGrowsUntilTheLimitEmptiesItWithThreeBeeps) {
-  const ByteString stall = MakeFrame(20, "x");
+  const ByteString stall = BuildFrame(20, "x");
   Read(stall);
   const ByteString filler(60000, 'z');
   Read(filler);
@@ -120,7 +120,7 @@ TEST_F(IntakeTest, StallGrowsUntilTheLimitEmptiesItWithThreeBeeps) {
 
 TEST_F(IntakeTest, LimitIsOnTheBufferAndExact) {
   // A frame of the largest length fits.
-  const ByteString big = MakeFrame(20, ByteString(65535, '\x22'));
+  const ByteString big = BuildFrame(20, ByteString(65535, '\x22'));
   EXPECT_EQ(big.size(), 65545u);
   Read(big);
   ASSERT_EQ(host.frames.size(), 1u);

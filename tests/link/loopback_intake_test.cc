@@ -11,7 +11,7 @@
 #include "client/quotlinkfrm.h"
 #include "platform/poll_loop.h"
 #include "platform/posix_socket.h"
-#include "tests/support/frames.h"
+#include "tools/imagegen/frame_writer.h"
 
 namespace quotlink {
 namespace {
@@ -61,7 +61,7 @@ TEST(LoopbackIntakeTest, EveryFrameReachesItsProcessorOnceInOrder) {
     for (auto& c : body)
       c = static_cast<char>(rng());
     body[0] = static_cast<char>(i);
-    const ByteString frame = MakeFrame(static_cast<uint8_t>(20 + i % 3), body);
+    const ByteString frame = BuildFrame(static_cast<uint8_t>(20 + i % 3), body);
     if (body.size() == 1) continue;  // a 1-byte body is a stall, not a frame
     (i % 2 ? sent_tcp : sent_udp).push_back(frame);
     (i % 2 ? tcp_stream : udp_stream) += frame;

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/feeder_fixture.h"
-#include "tests/support/frames.h"
+#include "tools/imagegen/frame_writer.h"
 
 namespace quotlink {
 namespace {
@@ -27,15 +27,22 @@ TEST_F(DispatchTest, TestPacketVerifiesOnEitherPathAndPaintsCyan) {
 TEST_F(DispatchTest, TestPacketMustMatchTextAndLength) {
   ByteString longer(TestPacket());
   const std::vector<ByteString> wrong = {
-      MakeFrame(10, ByteView("\0This is a test string to help those who are testing", 52)),
-      MakeFrame(10, ByteView("\0This is a test string to help those who are testing..", 54)),
-      MakeFrame(10, ByteView("xThis is a test string to help those who are testing.", 53)),
+      BuildFrame(10, ByteView("\0This is a test string to help those who are testing", 52)),
+      BuildFrame(10, ByteView("\0This is a test string to help those who are testing..", 54)),
+      BuildFrame(10, ByteView("xThis is a test string to help those who are testing.", 53)),
   };
   for (const auto& frame : wrong) {
     Tcp(frame);
     EXPECT_EQ(f.bas.Link().FeedVerified, 0);
     EXPECT_EQ(lamp(), LampColor::kLightRed);  // handled like an unknown type
   }
+}
+
+TEST_F(DispatchTest, TestPacketTextIsTheFeeds) {
+  // Spelled out here: TestPacket() takes the text from the same constant as the check, so a slip
+  // in that constant would pass every other test.
+  Tcp(BuildFrame(10, ByteView("\0This is a test string to help those who are testing.", 53)));
+  EXPECT_EQ(f.bas.Link().FeedVerified, 1);
 }
 
 TEST_F(DispatchTest, UnverifiedFramesOnlyPaintTheLampAndAreCounted) {
@@ -48,7 +55,7 @@ TEST_F(DispatchTest, UnverifiedFramesOnlyPaintTheLampAndAreCounted) {
   // A later test packet repaints cyan; once verified only a test packet paints again.
   Udp(TestPacket());
   EXPECT_EQ(lamp(), LampColor::kLightCyan);
-  Tcp(MakeFrame(99, "zz"));
+  Tcp(BuildFrame(99, "zz"));
   EXPECT_EQ(lamp(), LampColor::kLightCyan);
 }
 
@@ -67,17 +74,17 @@ TEST_F(DispatchTest, StatusPacketCodes) {
 }
 
 TEST_F(DispatchTest, Type34DiffersBetweenThePaths) {
-  Tcp(MakeFrame(34, "ab"));
+  Tcp(BuildFrame(34, "ab"));
   EXPECT_EQ(lamp(), LampColor::kUnpainted);  // stopped after counting
   EXPECT_EQ(f.bas.Link().TcpPacketCount, 1);
-  Udp(MakeFrame(34, "ab"));
+  Udp(BuildFrame(34, "ab"));
   EXPECT_EQ(lamp(), LampColor::kLightRed);
 }
 
 TEST_F(DispatchTest, StatusLineOnEveryUdpFrameOnly) {
-  Tcp(MakeFrame(20, "abc"));
+  Tcp(BuildFrame(20, "abc"));
   EXPECT_EQ(f.frm.Mensagem.Caption(), "");
-  Udp(MakeFrame(20, "abc"));
+  Udp(BuildFrame(20, "abc"));
   EXPECT_EQ(f.frm.Mensagem.Caption(), "Packets TCP/UDP = 1 , 1");
   f.frm.Timer1_Timer();
   EXPECT_EQ(f.frm.Mensagem.Caption(), "Packets TCP/UDP = 1 , 1");
@@ -85,9 +92,9 @@ TEST_F(DispatchTest, StatusLineOnEveryUdpFrameOnly) {
 
 TEST_F(DispatchTest, CountWrapsAboveItsBound) {
   f.bas.Link().UdpPacketCount = 2147483639;
-  Udp(MakeFrame(20, "a"));
+  Udp(BuildFrame(20, "a"));
   EXPECT_EQ(f.frm.Mensagem.Caption(), "Packets TCP/UDP = 0 , 2147483640");
-  Udp(MakeFrame(20, "a"));
+  Udp(BuildFrame(20, "a"));
   EXPECT_EQ(f.bas.Link().UdpPacketCount, 0);
   EXPECT_EQ(f.frm.Mensagem.Caption(), "Packets TCP/UDP = 0 , 0");
 }
@@ -102,14 +109,14 @@ TEST_F(DispatchTest, HugeBodyLengthsBringNothingDown) {
   // Lengths of 32768 and more read negative in the processor.
   for (uint8_t type : {6, 7, 8, 10, 13, 14, 20, 28}) {
     ByteString body(40000, '\0');
-    Tcp(MakeFrame(type, body));
-    Udp(MakeFrame(type, body));
+    Tcp(BuildFrame(type, body));
+    Udp(BuildFrame(type, body));
   }
   EXPECT_EQ(f.bas.Link().FeedVerified, 0);
   f.bas.Link().FeedVerified = 1;
   f.bas.Link().QuotesEnabled = 1;
   for (uint8_t type : {6, 7, 8, 10, 13, 14, 20, 28})
-    Udp(MakeFrame(type, ByteString(40000, 'x')));
+    Udp(BuildFrame(type, ByteString(40000, 'x')));
   // The image pieces of the huge frames went through a whole transfer, refused as garbage.
   EXPECT_EQ(f.frm.ComunicationOK, 1);
   EXPECT_EQ(f.bas.Link().DatabasePending, 1);

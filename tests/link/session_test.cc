@@ -5,9 +5,9 @@
 #include "link/feed_requests.h"
 #include "platform/posix_socket.h"
 #include "tests/support/feeder_fixture.h"
-#include "tests/support/frames.h"
 #include "tests/support/scripted_feed.h"
 #include "tests/support/temp_dir.h"
+#include "tools/imagegen/frame_writer.h"
 
 namespace quotlink {
 namespace {

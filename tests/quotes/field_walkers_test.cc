@@ -153,8 +153,8 @@ TEST_F(WalkerTest, FindSimboloShowsTheSymbolAndResultOnInfo) {
 // Packets 13 and 28.
 struct RecordPacketTest : WalkerTest {
   ByteString Frame(int type, uint32_t code, const ByteString& record) {
-    return MakeFrame(static_cast<uint8_t>(type),
-                     kEquityKey + Be(code, type == 13 ? 2 : 4) + record);
+    return BuildFrame(static_cast<uint8_t>(type),
+                      kEquityKey + Be(code, type == 13 ? 2 : 4) + record);
   }
 };
 

@@ -12,7 +12,7 @@
 #include "database/feed_database.h"
 #include "quotes/simbolo_table.h"
 #include "tests/support/feeder_fixture.h"
-#include "tests/support/frames.h"
+#include "tools/imagegen/frame_writer.h"
 #include "tools/imagegen/image_writer.h"
 
 namespace quotlink {
@@ -97,13 +97,9 @@ inline ByteString Quote(const std::string& symbol, size_t width, int code, int c
 
 // A type-20 frame of `n` quotes.
 inline ByteString QuotePacket(ByteView key, uint8_t form, uint8_t width, int n, ByteView quotes) {
-  ByteString body(key);
-  body.push_back(static_cast<char>(form));
-  body.push_back(static_cast<char>(width));
-  body.push_back('\0');
-  body.push_back(static_cast<char>(n));
+  ByteString body = QuotePacketHead(key, form, width, static_cast<uint8_t>(n));
   body.append(quotes);
-  return MakeFrame(20, body);
+  return BuildFrame(20, body);
 }
 
 // A big-endian number of `width` bytes.

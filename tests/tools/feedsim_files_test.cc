@@ -5,6 +5,7 @@
 #include "tools/feedsim/capture.h"
 #include "tools/feedsim/responder.h"
 #include "tools/feedsim/wire_frames.h"
+#include "tools/imagegen/frame_writer.h"
 #include "tools/imagegen/image_writer.h"
 
 namespace quotlink::feedsim {
@@ -68,14 +69,14 @@ TEST(FeedsimCapture, WrittenCaptureReadsBackAndALogReplaysOnTcp) {
   TempDir dir;
   CaptureWriter w;
   ASSERT_TRUE(w.Open(dir.File("cap")).ok());
-  w.Write(0, SendPath::kTcp, TestFrame());
+  w.Write(0, SendPath::kTcp, TestPacket());
   w.Write(1500, SendPath::kUdp, ByteString("\x22\x14\0\0\r\n", 6));
   w.Write(int64_t{1} << 40, SendPath::kUdp, ByteView());
   ASSERT_TRUE(w.Close().ok());
   std::vector<ReplayItem> items;
   ASSERT_TRUE(ReadReplayFile(dir.File("cap"), &items).ok());
   ASSERT_EQ(items.size(), 3u);
-  EXPECT_EQ(items[0].bytes, TestFrame());
+  EXPECT_EQ(items[0].bytes, TestPacket());
   EXPECT_EQ(items[0].path, SendPath::kTcp);
   EXPECT_EQ(items[1].time_us, 1500);
   EXPECT_EQ(items[1].path, SendPath::kUdp);

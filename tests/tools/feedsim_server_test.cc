@@ -17,6 +17,7 @@
 #include "tools/feedsim/feed_server.h"
 #include "tools/feedsim/sim_format.h"
 #include "tools/feedsim/wire_frames.h"
+#include "tools/imagegen/frame_writer.h"
 
 namespace quotlink::feedsim {
 namespace {
@@ -101,9 +102,9 @@ struct SimLink {
   void Open() {
     tcp = Connect();
     ASSERT_TRUE(PumpUntil([&] { return !Frames(tcp_in).empty(); }));
-    ASSERT_EQ(Frames(tcp_in)[0], TestFrame());
+    ASSERT_EQ(Frames(tcp_in)[0], TestPacket());
     // The stream may have come in the same read: keep it.
-    tcp_in.erase(0, TestFrame().size());
+    tcp_in.erase(0, TestPacket().size());
   }
   void Send(uint8_t code, ByteView data) {
     ByteString r;
@@ -155,8 +156,8 @@ TEST(FeedsimServer, StatusRequestsGetTheirStatusPackets) {
     std::vector<ByteString> answer;
   };
   const Case cases[] = {
-      {28, {StatusFrame(kStatusWatchCleared)}},
-      {14, {StatusFrame(kStatusRefreshOn)}},
+      {28, {StatusPacket(kStatusWatchListCleared)}},
+      {14, {StatusPacket(kStatusRefreshOn)}},
       {13, {}},
       {99, {}},
   };
@@ -206,7 +207,7 @@ TEST(FeedsimServer, ImageComesInTheVersionAskedForOrItsOwn) {
     for (size_t i = 0; i < frames.size(); ++i) {
       const uint8_t want = i == 0                   ? kTypeImageFirst
                            : i + 1 == frames.size() ? kTypeImageEnd
-                                                    : kTypeImageMore;
+                                                    : kTypeImagePiece;
       EXPECT_EQ(ByteAt(frames[i], 1), want) << "frame " << i;
       image += frames[i].substr(10, frames[i].size() - 12);
     }
@@ -240,12 +241,12 @@ TEST(FeedsimServer, InstrumentRequestsGetItsRecordAndItsQuote) {
     size_t head;  // bytes in front of the record, trailer included
   };
   const Case cases[] = {
-      {0, 33, kTypeRecord, 16},   // ES
-      {3, 33, kTypeRecord, 16},   // ZB
-      {7, 33, kTypeRecord, 16},   // EURUSD
-      {11, 33, kTypeRecord, 16},  // MSFT
-      {9, 7, kTypeQuotes, 0},     // ES4500C
-      {10, 7, kTypeQuotes, 0},    // IBM
+      {0, 33, kTypeRecord2, 16},   // ES
+      {3, 33, kTypeRecord2, 16},   // ZB
+      {7, 33, kTypeRecord2, 16},   // EURUSD
+      {11, 33, kTypeRecord2, 16},  // MSFT
+      {9, 7, kTypeQuotes, 0},      // ES4500C
+      {10, 7, kTypeQuotes, 0},     // IBM
   };
   for (const Case& c : cases) {
     const Instrument& inst = u.at(c.instrument);
@@ -265,7 +266,7 @@ TEST(FeedsimServer, InstrumentRequestsGetItsRecordAndItsQuote) {
     int32_t full = 0;
     for (int32_t j = 1; j <= rec.CountB; ++j)
       full += rec.Slot(j).Length;
-    if (c.type == kTypeRecord) {
+    if (c.type == kTypeRecord2) {
       EXPECT_EQ(BigEndian16(f, 12), inst.code);
       // Longer than LengthA: the feeder reads all CountB fields.
       EXPECT_EQ(static_cast<int32_t>(f.size() - c.head), full);
@@ -301,7 +302,7 @@ TEST(FeedsimServer, WideRecordsCarryAFourByteCode) {
                     ByteString{static_cast<char>(es.code >> 8), static_cast<char>(es.code & 0xFF)});
   ASSERT_TRUE(link.PumpUntil([&] { return !Frames(link.tcp_in).empty(); }));
   const ByteString f = Frames(link.tcp_in)[0];
-  EXPECT_EQ(ByteAt(f, 1), kTypeWideRecord);
+  EXPECT_EQ(ByteAt(f, 1), kTypeRecord4);
   EXPECT_EQ(BigEndian16(f, 12), 0u);
   EXPECT_EQ(BigEndian16(f, 14), es.code);
 }
@@ -402,7 +403,7 @@ TEST(FeedsimServer, NewConnectionReplacesTheOldAndDropAfterCloses) {
   link.Open();
   const int first = link.tcp;
   link.tcp = link.Connect();
-  ASSERT_TRUE(link.PumpUntil([&] { return link.tcp_in == TestFrame(); }));
+  ASSERT_TRUE(link.PumpUntil([&] { return link.tcp_in == TestPacket(); }));
   char c;
   EXPECT_EQ(recv(first, &c, 1, 0), 0);  // the old one was closed
   close(first);
@@ -428,7 +429,7 @@ TEST(FeedsimServer, ImageStopsAfterItsPiecesAndPacesThem) {
   const std::vector<ByteString> frames = Frames(link.tcp_in);
   ASSERT_EQ(frames.size(), 3u);
   EXPECT_EQ(ByteAt(frames[0], 1), kTypeImageFirst);
-  EXPECT_EQ(ByteAt(frames[2], 1), kTypeImageMore);
+  EXPECT_EQ(ByteAt(frames[2], 1), kTypeImagePiece);
 }
 
 TEST(FeedsimServer, RecordedSessionReplaysByteForByte) {
@@ -457,8 +458,8 @@ TEST(FeedsimServer, RecordedSessionReplaysByteForByte) {
   replay.tcp = replay.Connect();
   // Its own greeting, then the recorded bytes, whose first frame is the recorded greeting.
   ASSERT_TRUE(
-      replay.PumpUntil([&] { return replay.tcp_in.size() >= sent.size() + TestFrame().size(); }));
-  EXPECT_EQ(replay.tcp_in, TestFrame() + sent);
+      replay.PumpUntil([&] { return replay.tcp_in.size() >= sent.size() + TestPacket().size(); }));
+  EXPECT_EQ(replay.tcp_in, TestPacket() + sent);
   EXPECT_TRUE(replay.datagrams.empty());
 }
 

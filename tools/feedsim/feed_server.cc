@@ -11,6 +11,7 @@
 #include "platform/posix_socket.h"
 #include "tools/feedsim/sim_format.h"
 #include "tools/feedsim/wire_frames.h"
+#include "tools/imagegen/frame_writer.h"
 
 namespace quotlink::feedsim {
 namespace {
@@ -154,7 +155,7 @@ void FeedServer::OnAccept() {
   ++stats_.connections;
   client_reg_ = loop_->AddFd(fd, true, false, [this](int ready) { OnClientReady(ready); });
   Log("client " + client_name_ + " connected");
-  SendTcp(TestFrame());
+  SendTcp(TestPacket());
   StartConnectionTimers();
 }
 

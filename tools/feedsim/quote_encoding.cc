@@ -3,7 +3,7 @@
 #include <cstdlib>
 
 #include "tools/feedsim/sim_format.h"
-#include "tools/feedsim/wire_frames.h"
+#include "tools/imagegen/frame_writer.h"
 
 namespace quotlink::feedsim {
 namespace {
@@ -179,14 +179,10 @@ ByteString FieldListQuote(const Universe& u, const Instrument& inst, uint16_t mo
 
 ByteString QuotePacket(ByteView wire_key, uint8_t form, uint8_t width,
                        const std::vector<ByteString>& quotes) {
-  ByteString body(wire_key.substr(0, 4));
-  body.push_back(static_cast<char>(form));
-  body.push_back(static_cast<char>(width));
-  body.push_back('\0');  // unread by the feeder
-  body.push_back(static_cast<char>(quotes.size()));
+  ByteString body = QuotePacketHead(wire_key, form, width, static_cast<uint8_t>(quotes.size()));
   for (const ByteString& q : quotes)
     body += q;
-  return MakeFeedFrame(kTypeQuotes, body);
+  return BuildFrame(kTypeQuotes, body);
 }
 
 ByteString RecordPacket(ByteView wire_key, uint32_t code, ByteView record, bool wide) {
@@ -194,7 +190,7 @@ ByteString RecordPacket(ByteView wire_key, uint32_t code, ByteView record, bool 
   ByteString body(wire_key.substr(0, 4));
   PutBig(&body, code, wide ? 4 : 2);
   body.append(record);
-  return MakeFeedFrame(wide ? kTypeWideRecord : kTypeRecord, body);
+  return BuildFrame(wide ? kTypeRecord4 : kTypeRecord2, body);
 }
 
 ByteString QuoteStream::NextPacket(int* quotes) {

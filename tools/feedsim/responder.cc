@@ -4,7 +4,7 @@
 
 #include "tools/feedsim/quote_encoding.h"
 #include "tools/feedsim/sim_format.h"
-#include "tools/feedsim/wire_frames.h"
+#include "tools/imagegen/frame_writer.h"
 
 namespace quotlink::feedsim {
 
@@ -71,10 +71,10 @@ Answer Responder::Handle(const Request& r) {
       break;
     }
     case 14:
-      a.frames.push_back(StatusFrame(kStatusRefreshOn));
+      a.frames.push_back(StatusPacket(kStatusRefreshOn));
       break;
     case 28:
-      a.frames.push_back(StatusFrame(kStatusWatchCleared));
+      a.frames.push_back(StatusPacket(kStatusWatchListCleared));
       break;
     case 13:
       break;  // the feeder's notice that its image has arrived

@@ -1,15 +1,8 @@
 // What the feed simulator puts on the wire and in its capture files, written down once.
 //
-// DO NOT CHANGE THESE VALUES: the frame layout, packet types and body codes are the feed's, and
-// the capture layout is read back by --replay from files written by earlier runs.
-//
-// A frame, offsets from 0:
-//   0      1 byte   kFrameMarker
-//   1      1 byte   packet type
-//   2      2 bytes  body length L, most significant byte first
-//   4      4 bytes  kFrameHeadPad zero bytes; the feeder reads nothing here
-//   8      L bytes  body
-//   8 + L  2 bytes  trailer, zero; the feeder reads nothing here
+// DO NOT CHANGE THESE VALUES: the request layout is the feeder's, and the capture layout is read
+// back by --replay from files written by earlier runs. The frame layout, packet types and status
+// codes are the feed's, in link/frame_format.h, which the simulator shares with the feeder.
 //
 // A capture file (doc/capture_format.md tells it for people), numbers least significant first:
 //   kCaptureMagic, then records of
@@ -24,32 +17,11 @@
 #include <cstdint>
 #include <string_view>
 
+#include "link/frame_format.h"
+
 namespace quotlink::feedsim {
 
-constexpr uint8_t kFrameMarker = 0x22;
-constexpr size_t kFrameHeadSize = 8;
-constexpr size_t kFrameTrailerSize = 2;
-constexpr size_t kFrameOverhead = kFrameHeadSize + kFrameTrailerSize;
-constexpr size_t kLargestBody = 65535;
-
-// Packet types the simulator sends.
-constexpr uint8_t kTypeImageFirst = 6;
-constexpr uint8_t kTypeImageMore = 7;
-constexpr uint8_t kTypeImageEnd = 8;
-constexpr uint8_t kTypeTest = 10;
-constexpr uint8_t kTypeRecord = 13;      // one record, 2-byte instrument code
-constexpr uint8_t kTypeStatus = 14;      // body: a 2-byte code, most significant first
-constexpr uint8_t kTypeQuotes = 20;      // a batch of quotes of one layout
-constexpr uint8_t kTypeWideRecord = 28;  // one record, 4-byte instrument code
-
-// Body codes of a status packet.
-constexpr uint16_t kStatusRefreshOn = 5;      // answers request 14
-constexpr uint16_t kStatusWatchCleared = 12;  // answers request 28
-
-// The body of the test packet: a 0 byte, then this text; 53 bytes in all.
-constexpr std::string_view kTestText = "This is a test string to help those who are testing.";
-constexpr size_t kTestBodySize = 53;
-static_assert(kTestText.size() + 1 == kTestBodySize);
+constexpr size_t kLargestBody = 65535;  // the most that a frame's 2-byte length can tell
 
 // A request from the feeder: lead, code, 4 data bytes, 2 zero bytes.
 constexpr uint8_t kRequestLeadByte = 0x44;

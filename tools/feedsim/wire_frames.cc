@@ -1,41 +1,16 @@
 #include "tools/feedsim/wire_frames.h"
 
 #include "tools/feedsim/sim_format.h"
+#include "tools/imagegen/frame_writer.h"
 
 namespace quotlink::feedsim {
 
-ByteString MakeFeedFrame(uint8_t type, ByteView body) {
-  ByteString f;
-  f.reserve(body.size() + kFrameOverhead);
-  f.push_back(static_cast<char>(kFrameMarker));
-  f.push_back(static_cast<char>(type));
-  f.push_back(static_cast<char>((body.size() >> 8) & 0xFF));
-  f.push_back(static_cast<char>(body.size() & 0xFF));
-  f.append(kFrameHeadSize - 4, '\0');
-  f.append(body);
-  f.append(kFrameTrailerSize, '\0');
-  return f;
-}
-
-ByteString TestFrame() {
-  ByteString body(1, '\0');
-  body.append(kTestText);
-  return MakeFeedFrame(kTypeTest, body);
-}
-
-ByteString StatusFrame(uint16_t code) {
-  ByteString body;
-  body.push_back(static_cast<char>(code >> 8));
-  body.push_back(static_cast<char>(code & 0xFF));
-  return MakeFeedFrame(kTypeStatus, body);
-}
-
 ByteString StallFrame() {
-  return MakeFeedFrame(kTypeQuotes, ByteView("\0", 1));
+  return BuildFrame(kTypeQuotes, ByteView("\0", 1));
 }
 
 int32_t BodyLengthAt(ByteView bytes, size_t pos) {
-  if (pos + kFrameHeadSize > bytes.size()) return -1;
+  if (pos + kFrameHeaderSize > bytes.size()) return -1;
   return static_cast<int32_t>(BigEndian16(bytes, pos + 2));
 }
 

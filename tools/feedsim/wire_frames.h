@@ -1,4 +1,5 @@
-// Building feed frames, and walking a run of bytes frame by frame.
+// The simulator's own frames, and walking a run of bytes frame by frame. Ordinary frames come
+// from the frame writer (tools/imagegen/frame_writer.h).
 #ifndef QUOTLINK_TOOLS_FEEDSIM_WIRE_FRAMES_H_
 #define QUOTLINK_TOOLS_FEEDSIM_WIRE_FRAMES_H_
 
@@ -8,16 +9,6 @@
 #include "util/bytes.h"
 
 namespace quotlink::feedsim {
-
-// A whole frame of `type` around `body`: marker, type, length, zero pad, body, zero trailer.
-// REQUIRES: body.size() <= kLargestBody.
-ByteString MakeFeedFrame(uint8_t type, ByteView body);
-
-// The test packet that greets every connection.
-ByteString TestFrame();
-
-// A status packet (type 14) with body code `code`.
-ByteString StatusFrame(uint16_t code);
 
 // A frame that claims a one-byte body: the feeder's cutter holds such a frame at the front of
 // its buffer for good, so everything behind it piles up until the buffer overflows.

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+#include "link/frame_format.h"
+#include "tools/imagegen/frame_writer.h"
+
 namespace quotlink {
 namespace {
 
@@ -39,19 +42,10 @@ void PutDatabase(ByteString* dst, const DatabaseLayout& db) {
   }
 }
 
-ByteString Frame(uint8_t type, ByteView piece) {
-  const size_t body = piece.size() + 2;
-  ByteString frame;
-  frame.reserve(body + 10);
-  frame.push_back('\x22');
-  frame.push_back(static_cast<char>(type));
-  frame.push_back(static_cast<char>((body >> 8) & 0xFF));
-  frame.push_back(static_cast<char>(body & 0xFF));
-  frame.append(4, '\0');  // unread by the feeder
-  frame.append(2, '\0');  // the body's code
-  frame.append(piece);
-  frame.append(2, '\0');  // trailer
-  return frame;
+ByteString ImageFrame(uint8_t type, ByteView piece) {
+  ByteString body(2, '\0');  // the body's code, unread by the feeder
+  body.append(piece);
+  return BuildFrame(type, body);
 }
 
 }  // namespace
@@ -78,11 +72,11 @@ std::vector<ByteString> CutImageIntoFrames(ByteView image, size_t piece) {
   constexpr size_t kLargestPiece = 65535 - 2;
   if (piece == 0 || piece > kLargestPiece) piece = kLargestPiece;
   std::vector<ByteString> frames;
-  frames.push_back(Frame(kImageFirstFrame, image.substr(0, std::min(piece, image.size()))));
+  frames.push_back(ImageFrame(kTypeImageFirst, image.substr(0, std::min(piece, image.size()))));
   for (size_t at = piece; at < image.size(); at += piece) {
-    frames.push_back(Frame(kImageMoreFrame, image.substr(at, piece)));
+    frames.push_back(ImageFrame(kTypeImagePiece, image.substr(at, piece)));
   }
-  frames.push_back(Frame(kImageEndFrame, ByteView()));
+  frames.push_back(ImageFrame(kTypeImageEnd, ByteView()));
   return frames;
 }
 

@@ -49,16 +49,11 @@ struct ImageLayout {
 // REQUIRES: at most 32767 field names, security types, databases and slots per database.
 ByteString WriteImage(const ImageLayout& layout);
 
-// Frame types of an image transfer.
-constexpr uint8_t kImageFirstFrame = 6;
-constexpr uint8_t kImageMoreFrame = 7;
-constexpr uint8_t kImageEndFrame = 8;
-
 // The frames that carry `image`: one of type 6 with the first `piece` bytes (fewer, or none, if
 // the image is shorter), one of type 7 for each further `piece` bytes, and one of type 8.
-// Each frame is marker 0x22, type, body length L (2 bytes, most significant first), 4 zero bytes,
-// a body of a 2-byte zero code and the piece, then a 2-byte zero trailer. A `piece` of 0 or one
-// that would make L exceed 65535 is taken as the largest that fits (65533).
+// Each frame's body is a 2-byte zero code and the piece (BuildFrame writes the rest). A `piece`
+// of 0 or one that would make the body exceed 65535 bytes is taken as the largest that fits
+// (65533).
 std::vector<ByteString> CutImageIntoFrames(ByteView image, size_t piece);
 
 }  // namespace quotlink
