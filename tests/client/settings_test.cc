@@ -49,7 +49,7 @@ TEST_F(SettingsTest, FirstRunWritesDefaultsAndUsesThem) {
 }
 
 TEST_F(SettingsTest, FolderThatCantHoldTheFileGivesErrorAndKeepsValues) {
-  Settings s{"old", 1, 2};
+  Settings s{"old", 1, 2, ""};
   EXPECT_FALSE(ReadSettings(dir_.File("missing/"), &s).ok());
   EXPECT_EQ(s.FeedAddress, "old");
   EXPECT_EQ(s.FeedPort, 1);
@@ -57,7 +57,7 @@ TEST_F(SettingsTest, FolderThatCantHoldTheFileGivesErrorAndKeepsValues) {
 }
 
 TEST_F(SettingsTest, WrittenSettingsReadBack) {
-  const Settings cases[] = {{"10.0.0.5", 21560, 20547}, {"feed.example", -5, 0}};
+  const Settings cases[] = {{"10.0.0.5", 21560, 20547, ""}, {"feed.example", -5, 0, ""}};
   const char* files[] = {"10.0.0.5\r\n 21560 \r\n 20547 \r\n", "feed.example\r\n-5 \r\n 0 \r\n"};
   for (size_t i = 0; i < std::size(cases); ++i) {
     ASSERT_TRUE(WriteSettings(dir_.path(), cases[i]).ok());
@@ -88,7 +88,7 @@ TEST_F(SettingsTest, ReaderTakesEveryFormOfTheLines) {
   };
   for (const auto& c : cases) {
     TempDir::Put(file_, c.content);
-    Settings s{"old", 1, 2};
+    Settings s{"old", 1, 2, ""};
     ASSERT_TRUE(ReadSettings(dir_.path(), &s).ok());
     EXPECT_EQ(s.FeedAddress, c.address) << c.content;
     EXPECT_EQ(s.FeedPort, c.feed) << c.content;

@@ -1,7 +1,9 @@
 // The feeder and the feed simulator as real processes over loopback: what a user sees.
 #include <gtest/gtest.h>
 
+#include <charconv>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -13,6 +15,31 @@ namespace quotlink {
 namespace {
 
 const char kLiveQuote[] = "\"Flag\":0";
+
+// Every whole line of --json output is one object with the keys in this order, each number in
+// the shortest text that reads back to the same single, so that programs can parse it.
+void ExpectJsonQuoteLines(const std::string& out) {
+  const char* const numbers[] = {"Last",   "LastS", "Bid",  "BidS",          "Ask",      "AskS",
+                                 "Change", "OpenV", "High", "Low",           "Previous", "OInt",
+                                 "Vol",    "TimeV", "Flag", "ComunicationOK"};
+  for (size_t start = 0, end; (end = out.find('\n', start)) != std::string::npos; start = end + 1) {
+    const std::string line = out.substr(start, end - start);
+    ASSERT_EQ(line.rfind("{\"Simbolo\":\"", 0), 0u) << line;
+    size_t pos = line.find('"', 12) + 1;  // past the symbol
+    for (const char* key : numbers) {
+      const std::string head = ",\"" + std::string(key) + "\":";
+      ASSERT_EQ(line.compare(pos, head.size(), head), 0) << key << " in " << line;
+      pos += head.size();
+      const size_t stop = line.find_first_of(",}", pos);
+      const std::string value = line.substr(pos, stop - pos);
+      char text[32];
+      *std::to_chars(text, text + 31, std::strtof(value.c_str(), nullptr)).ptr = '\0';
+      ASSERT_EQ(value, text) << key << " in " << line;
+      pos = stop;
+    }
+    EXPECT_EQ(line.substr(pos), "}");
+  }
+}
 
 TEST(EndToEndTest, UnknownSymbolGoesFromRequestToRecordToLiveQuotes) {
   Session s({"--rate", "200", "--path", "both"});
@@ -28,12 +55,15 @@ TEST(EndToEndTest, UnknownSymbolGoesFromRequestToRecordToLiveQuotes) {
   const size_t first_lookup = log.find("Info: ES");
   ASSERT_NE(first_lookup, std::string::npos) << log;
   EXPECT_EQ(log.substr(log.find('\n', first_lookup) - 3, 3), " -1") << log;
-  // The table answers at once, with the table's flag.
-  s.feeder().Send("get ES\n");
+  // A command it doesn't know is told on standard error and changes nothing; the table
+  // answers at once, with the table's flag.
+  s.feeder().Send("nonsense\nget ES\n");
   EXPECT_TRUE(s.UntilLine(10, "{\"Simbolo\":\"ES          \",")) << s.out();
+  EXPECT_NE(s.Log().find("unknown command 'nonsense'"), std::string::npos);
   EXPECT_NE(log.find("Picture1: cyan"), std::string::npos) << log;
   EXPECT_NE(log.find("Info1: Database OK."), std::string::npos);
   EXPECT_EQ(s.Quit(), 0);
+  ExpectJsonQuoteLines(s.out());
   // Quotes came on both sockets: some status line counts frames of each path.
   bool both = false;
   for (size_t p = log.find("Packets TCP/UDP = "); p != std::string::npos;
@@ -95,6 +125,34 @@ TEST(EndToEndTest, TheSymbolsFileCarriesTheTableToTheNextRun) {
   s.feeder().Send("get ES\n");
   EXPECT_TRUE(s.UntilLine(20, "{\"Simbolo\":\"ES          \",")) << s.out();
   EXPECT_EQ(s.Quit(), 0);
+}
+
+TEST(EndToEndTest, BadArgumentsAreRefusedAndHelpDocumentsTheCommands) {
+  TempDir dir;
+  for (const std::vector<std::string>& args :
+       std::vector<std::vector<std::string>>{{"watch", "--bogus"},
+                                             {"watch", "--local-port", "x"},
+                                             {"watch", "--server", "h:99999"},
+                                             {"watch", "--folder"},
+                                             {"frobnicate"},
+                                             {}}) {
+    std::vector<std::string> argv = {QUOTLINK_BIN};
+    argv.insert(argv.end(), args.begin(), args.end());
+    ChildProcess child(argv, dir.File("err"));
+    close(child.in);  // should a bad argument be taken, the run ends at once
+    child.in = -1;
+    EXPECT_EQ(child.Wait(), 2) << argv.back();
+    EXPECT_NE(dir.Read("err").find("quotlink --help"), std::string::npos) << dir.Read("err");
+  }
+  for (const std::vector<std::string>& argv : std::vector<std::vector<std::string>>{
+           {QUOTLINK_BIN, "--help"}, {QUOTLINK_BIN, "watch", "ES", "-h"}}) {
+    ChildProcess child(argv);
+    EXPECT_EQ(child.Wait(), 0);
+    std::string text;
+    child.ReadInto(&text);
+    for (const char* word : {"watch", "--folder", "--server", "--json", "add SYMBOL", "quit"})
+      EXPECT_NE(text.find(word), std::string::npos) << word;
+  }
 }
 
 }  // namespace

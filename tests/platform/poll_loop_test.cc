@@ -151,16 +151,5 @@ TEST(PollLoopTest, TimerPumpingInsideItselfIsNotReentered) {
   EXPECT_GE(calls, 5);
 }
 
-TEST(PollLoopTest, QuitEndsRun) {
-  FakeClock clock;
-  PollLoop loop(&clock);
-  int ticks = 0;
-  loop.AddTimer(500, [&] {
-    if (++ticks == 3) loop.Quit();
-  });
-  loop.Run();
-  EXPECT_EQ(ticks, 3);
-}
-
 }  // namespace
 }  // namespace quotlink

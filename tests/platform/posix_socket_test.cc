@@ -29,15 +29,6 @@ struct Listener {
   ~Listener() { close(fd); }
 };
 
-TEST(PosixSocketTest, SendBeforeConnectFailsWithText) {
-  SystemClock clock;
-  PollLoop loop(&clock);
-  PosixSocket tcp(&loop, Protocol::kTcp);
-  Status st = tcp.SendData("D\x0e\0\0\0d\0\0");
-  EXPECT_FALSE(st.ok());
-  EXPECT_FALSE(st.message().empty());
-}
-
 TEST(PosixSocketTest, ConnectsSendsLargeDataInOrderAndReceives) {
   SystemClock clock;
   PollLoop loop(&clock);
