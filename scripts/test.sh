@@ -7,6 +7,7 @@ cd "$(dirname "$0")/.."
 case "${1:-}" in
   -h|--help) sed -n '2,3p' "$0" | sed 's/^# \{0,1\}//'; exit 0 ;;
 esac
+bash scripts/check_layers.sh
 bash scripts/build.sh "$@"
 dir=build
 for arg in "$@"; do [ "$arg" = --sanitize ] && dir=build-asan; done
