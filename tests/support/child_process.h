@@ -1,5 +1,6 @@
 // A program run by a test, with pipes on its standard input and output (and, when asked, its
-// standard error to a file). Killed at the end of the test if it still runs.
+// standard error to a file, or into the output pipe). Killed at the end of the test if it still
+// runs.
 #ifndef QUOTLINK_TESTS_SUPPORT_CHILD_PROCESS_H_
 #define QUOTLINK_TESTS_SUPPORT_CHILD_PROCESS_H_
 
@@ -16,6 +17,10 @@
 namespace quotlink {
 
 struct ChildProcess {
+  // As `err_file`: standard error goes into the output pipe too, so that what the program writes
+  // on both reads back in the order it was written.
+  static constexpr char kErrToOut[] = "2>&1";
+
   pid_t pid = -1;
   int in = -1;   // the child's standard input
   int out = -1;  // the child's standard output, non-blocking
@@ -31,7 +36,9 @@ struct ChildProcess {
       prctl(PR_SET_PDEATHSIG, SIGKILL);
       dup2(to[0], 0);
       dup2(from[1], 1);
-      if (!err_file.empty()) {
+      if (err_file == kErrToOut) {
+        dup2(1, 2);
+      } else if (!err_file.empty()) {
         const int e = open(err_file.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         if (e >= 0) dup2(e, 2);
       }
