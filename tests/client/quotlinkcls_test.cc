@@ -27,6 +27,10 @@ struct ClientTest : ::testing::Test {
     obj.OnFeederReady([this] { ++ready; });
     std::filesystem::create_directories(Parent());
   }
+  // The object's release writes SYMBOLS.DAT: into the test's folder, even without a start.
+  ~ClientTest() override {
+    if (q.bas.settings().DataFolder.empty()) q.bas.settings().DataFolder = dir.path();
+  }
   // The folder handed to Iniciar: the feeder's files go to its DTN/.
   std::string Parent() const { return dir.path() + "client"; }
   std::string DataFile(const std::string& name) const { return Parent() + "/DTN/" + name; }
@@ -145,6 +149,7 @@ TEST_F(ClientTest, PublicationReachesEveryStartedObjectAndHandlersMayCallBackIn)
 
 TEST_F(ClientTest, AddSimbolosWatchesOnceAndAsksForKnownRecords) {
   Table({{"ES", 0}});
+  q.bas.settings().DataFolder = dir.path();  // the form's load reads and writes its files there
   q.frm.Load();
   q.tcp.sent.clear();
   obj.AddSimbolos("ES");
