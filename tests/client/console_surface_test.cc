@@ -10,50 +10,36 @@
 namespace quotlink {
 namespace {
 
-TEST(TextSignalTest, SubscribersRunOncePerChangeOfText) {
-  TextSignal data;
-  int a = 0, b = 0;
-  data.Subscribe([&] { ++a; });
-  data.Subscribe([&] { ++b; });
-  data.SetText("ES           12.5  125");
-  data.SetText("ES           12.5  125");
-  EXPECT_EQ(a, 1);
-  EXPECT_EQ(b, 1);
-  data.SetText("ES           12.5  126");
-  EXPECT_EQ(a, 2);
-}
-
-TEST(TextSignalTest, SubscriberMayChangeSubscriptionsAndRingAgain) {
+TEST(TextSignalTest, SubscribersMayChangeSubscriptionsAndRingAgainFromInside) {
   TextSignal data;
   std::vector<std::string> order;
   int second = 0;
-  int added = 0;
   data.Subscribe([&] {
     order.push_back("first:" + data.Text());
     if (data.Text() == "one") {
       data.Unsubscribe(second);
-      added = data.Subscribe([&] { order.push_back("added:" + data.Text()); });
+      data.Subscribe([&] { order.push_back("added:" + data.Text()); });
       data.SetText("two");  // a publication inside a publication
     }
   });
   second = data.Subscribe([&] { order.push_back("second:" + data.Text()); });
   data.SetText("one");
+  data.SetText("two");  // the same text again rings nothing
   EXPECT_EQ(order, (std::vector<std::string>{"first:one", "first:two", "added:two", "added:two"}));
-  EXPECT_GT(added, 0);
 }
 
-TEST(WatchListTest, FindAndAddCountFromOne) {
+TEST(WatchListTest, FindsExactlyFromOneAndKeepsFindingAsItGrows) {
   WatchList list;
-  EXPECT_LT(list.Find("ES"), 1);
+  EXPECT_EQ(list.Find("ES"), 0);
   EXPECT_EQ(list.Add("ES"), 1);
   EXPECT_EQ(list.Add("NQ"), 2);
-  EXPECT_EQ(list.Find("NQ"), 2);
-  EXPECT_EQ(list.Find("ES"), 1);
-  EXPECT_LT(list.Find("es"), 1);  // exact, case included
+  EXPECT_EQ(list.Find("es"), 0);  // exact, case included
+  // Growing must not move the texts that the index looks at.
   for (int i = 0; i < 5000; ++i)
     list.Add("S" + std::to_string(i));
   EXPECT_EQ(list.Find("S4999"), 5002);
   EXPECT_EQ(list.Find("NQ"), 2);
+  EXPECT_EQ(list.at(1), "ES");
 }
 
 TEST(ConsoleLogTest, WritesOneLinePerEventInItsExactForm) {
@@ -66,20 +52,19 @@ TEST(ConsoleLogTest, WritesOneLinePerEventInItsExactForm) {
     ConsoleSurface s(&log);
     s.Mensagem.SetCaption("Packets TCP/UDP = 1 , 0");
     s.Mensagem.SetCaption("Packets TCP/UDP = 1 , 0");  // no change, no line
-    s.Info.SetCaption(std::string("ES\n  3", 6));
+    s.Info.SetCaption(std::string("ES\n  3\x7F", 7));
     s.Info1.SetCaption("Database OK.");
     s.DTNIPT.SetCaption("127.0.0.1");  // the operator's own input isn't logged
+    s.Picture1.SetColor(LampColor::kLightRed);
     s.Picture1.SetColor(LampColor::kLightRed);
     s.Picture1.SetColor(LampColor::kLightCyan);
     s.ModalMessage("CANNOT CONNECT WITH TCP ADDRESS");
     s.Beep();
-    EXPECT_EQ(s.modal_messages().size(), 1u);
-    EXPECT_EQ(s.beeps(), 1);
   }
   std::fclose(mem);
   EXPECT_EQ(std::string(buf, len),
             "Mensagem: Packets TCP/UDP = 1 , 0\n"
-            "Info: ES?  3\n"
+            "Info: ES?  3?\n"
             "Info1: Database OK.\n"
             "Picture1: red\n"
             "Picture1: cyan\n"

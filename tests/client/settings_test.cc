@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 
 #include "tests/support/temp_dir.h"
@@ -10,27 +11,9 @@ namespace quotlink {
 namespace {
 
 TEST(DataFolderTest, IsDtnBelowTheParent) {
-  const struct {
-    const char* parent;
-    const char* folder;
-  } cases[] = {{"/home/u", "/home/u/DTN/"},
-               {"/home/u/", "/home/u/DTN/"},
-               {"", "DTN/"},
-               {"rel", "rel/DTN/"},
-               {"/", "/DTN/"}};
-  for (const auto& c : cases)
-    EXPECT_EQ(DataFolderFrom(c.parent), c.folder) << c.parent;
-}
-
-TEST(DataFolderTest, CreatesOnlyTheLastLevelAndIgnoresFailure) {
-  TempDir dir;
-  const std::string folder = DataFolderFrom(dir.path());
-  CreateDataFolder(folder);
-  CreateDataFolder(folder);  // already there: the normal case
-  EXPECT_TRUE(TempDir::Exists(folder));
-  const std::string deep = DataFolderFrom(dir.File("a/b"));
-  CreateDataFolder(deep);
-  EXPECT_FALSE(TempDir::Exists(deep));
+  EXPECT_EQ(DataFolderFrom("/home/u"), "/home/u/DTN/");
+  EXPECT_EQ(DataFolderFrom("/home/u/"), "/home/u/DTN/");
+  EXPECT_EQ(DataFolderFrom(""), "DTN/");
 }
 
 class SettingsTest : public ::testing::Test {
@@ -39,35 +22,37 @@ class SettingsTest : public ::testing::Test {
   const std::string file_ = dir_.File("QUOTLINKINFO.DAT");
 };
 
-TEST_F(SettingsTest, FirstRunWritesDefaultsAndUsesThem) {
+TEST_F(SettingsTest, MissingFileIsWrittenWithTheDefaultsOrTheValuesStay) {
   Settings s;
   ASSERT_TRUE(ReadSettings(dir_.path(), &s).ok());
-  EXPECT_EQ(s.FeedAddress, "127.0.0.1");
-  EXPECT_EQ(s.FeedPort, 21560);
-  EXPECT_EQ(s.LocalPort, 20547);
   EXPECT_EQ(TempDir::Get(file_), "127.0.0.1\r\n21560\r\n20547\r\n");
+  EXPECT_EQ(std::tie(s.FeedAddress, s.FeedPort, s.LocalPort),
+            std::make_tuple("127.0.0.1", 21560, 20547));
+
+  Settings kept{"old", 1, 2, ""};
+  EXPECT_FALSE(ReadSettings(dir_.File("missing/"), &kept).ok());
+  EXPECT_EQ(std::tie(kept.FeedAddress, kept.FeedPort, kept.LocalPort),
+            std::make_tuple("old", 1, 2));
 }
 
-TEST_F(SettingsTest, FolderThatCantHoldTheFileGivesErrorAndKeepsValues) {
-  Settings s{"old", 1, 2, ""};
-  EXPECT_FALSE(ReadSettings(dir_.File("missing/"), &s).ok());
-  EXPECT_EQ(s.FeedAddress, "old");
-  EXPECT_EQ(s.FeedPort, 1);
-  EXPECT_EQ(s.LocalPort, 2);
-}
-
-TEST_F(SettingsTest, WrittenSettingsReadBack) {
-  const Settings cases[] = {{"10.0.0.5", 21560, 20547, ""}, {"feed.example", -5, 0, ""}};
-  const char* files[] = {"10.0.0.5\r\n 21560 \r\n 20547 \r\n", "feed.example\r\n-5 \r\n 0 \r\n"};
-  for (size_t i = 0; i < std::size(cases); ++i) {
-    ASSERT_TRUE(WriteSettings(dir_.path(), cases[i]).ok());
-    EXPECT_EQ(TempDir::Get(file_), files[i]);
+TEST_F(SettingsTest, WrittenSettingsReadBackAndAFailedWriteLeavesTheOldFile) {
+  const struct {
+    Settings settings;
+    const char* file;
+  } cases[] = {{{"10.0.0.5", 21560, 20547, ""}, "10.0.0.5\r\n 21560 \r\n 20547 \r\n"},
+               {{"feed.example", -5, 0, ""}, "feed.example\r\n-5 \r\n 0 \r\n"}};
+  for (const auto& c : cases) {
+    ASSERT_TRUE(WriteSettings(dir_.path(), c.settings).ok());
+    EXPECT_EQ(TempDir::Get(file_), c.file);
     Settings s;
     ASSERT_TRUE(ReadSettings(dir_.path(), &s).ok());
-    EXPECT_EQ(s.FeedAddress, cases[i].FeedAddress);
-    EXPECT_EQ(s.FeedPort, cases[i].FeedPort);
-    EXPECT_EQ(s.LocalPort, cases[i].LocalPort);
+    EXPECT_EQ(std::tie(s.FeedAddress, s.FeedPort, s.LocalPort),
+              std::tie(c.settings.FeedAddress, c.settings.FeedPort, c.settings.LocalPort));
   }
+  // The new content can't be laid down beside the file: the old one stays whole.
+  std::filesystem::create_directory(file_ + ".tmp");
+  EXPECT_FALSE(WriteSettings(dir_.path(), {"10.9.9.9", 1, 1, ""}).ok());
+  EXPECT_EQ(TempDir::Get(file_), cases[1].file);
 }
 
 TEST_F(SettingsTest, ReaderTakesEveryFormOfTheLines) {
@@ -76,23 +61,23 @@ TEST_F(SettingsTest, ReaderTakesEveryFormOfTheLines) {
     const char* address;
     int32_t feed, local;
   } cases[] = {
-      {"1.2.3.4\r\n21560\r\n20547\r\n", "1.2.3.4", 21560, 20547},      // default writer
       {"1.2.3.4\r\n 21560 \r\n 20547 \r\n", "1.2.3.4", 21560, 20547},  // settings writer
       {"  1.2.3.4\n21560\n20547", "1.2.3.4", 21560, 20547},            // LF, no last line end
       {"1.2.3.4,21560,20547\r\n", "1.2.3.4", 21560, 20547},            // commas end values too
       {"feed host\r\n21560 \r\n", "feed host", 21560, 2},              // short file
-      {"1.2.3.4\r\n", "1.2.3.4", 1, 2},
       {"", "old", 1, 2},
       {"1.2.3.4\r\nabc\r\n\r\n", "1.2.3.4", 0, 0},              // no number reads 0
       {"1.2.3.4\r\n-7 \r\n99999999999\r\n", "1.2.3.4", -7, 2},  // too wide: kept
+      {"h\r\n+2147483647\r\n-2147483648\r\n", "h", INT32_MAX, INT32_MIN},
+      {"h\r\n2147483648\r\n-2147483649\r\n", "h", 1, 2},
   };
   for (const auto& c : cases) {
     TempDir::Put(file_, c.content);
     Settings s{"old", 1, 2, ""};
     ASSERT_TRUE(ReadSettings(dir_.path(), &s).ok());
-    EXPECT_EQ(s.FeedAddress, c.address) << c.content;
-    EXPECT_EQ(s.FeedPort, c.feed) << c.content;
-    EXPECT_EQ(s.LocalPort, c.local) << c.content;
+    EXPECT_EQ(std::tie(s.FeedAddress, s.FeedPort, s.LocalPort),
+              std::make_tuple(c.address, c.feed, c.local))
+        << c.content;
   }
 }
 
@@ -101,20 +86,9 @@ TEST(ParsePortTextTest, AcceptsOnlyAWhole32BitNumber) {
     const char* text;
     bool ok;
     int32_t port;
-  } cases[] = {
-      {"21560", true, 21560},
-      {"  21560  ", true, 21560},
-      {"+80", true, 80},
-      {"2147483647", true, INT32_MAX},
-      {"-2147483648", true, INT32_MIN},
-      {"2147483648", false, 0},
-      {"", false, 0},
-      {"21 560", false, 0},
-      {"21560x", false, 0},
-      {"0x10", false, 0},
-      {"+-5", false, 0},
-      {"1.5", false, 0},
-  };
+  } cases[] = {{"  21560  ", true, 21560}, {"+80", true, 80}, {"-2147483648", true, INT32_MIN},
+               {"2147483648", false, 0},   {"", false, 0},    {"21 560", false, 0},
+               {"21560x", false, 0},       {"+-5", false, 0}, {"+", false, 0}};
   for (const auto& c : cases) {
     int32_t port = 4242;
     EXPECT_EQ(ParsePortText(c.text, &port), c.ok) << c.text;

@@ -24,41 +24,44 @@ struct Pipe {
   }
 };
 
-TEST(PollLoopTest, TimersRunOnTheFakeClockWithoutSleeping) {
+struct PollLoopTest : ::testing::Test {
   FakeClock clock;
-  PollLoop loop(&clock);
+  PollLoop loop{&clock};
+};
+
+TEST_F(PollLoopTest, TimersRunOnTheFakeClockAndAWaitEndsWhenItsConditionHolds) {
   int ticks = 0;
   loop.AddTimer(2000, [&] { ++ticks; });
   EXPECT_FALSE(WaitPumping(loop, 10.0, nullptr));
   EXPECT_EQ(ticks, 5);
   EXPECT_EQ(clock.MonotonicMs(), 10000);
+  EXPECT_TRUE(WaitPumping(loop, 15.0, [&] { return ticks == 6; }));
+  EXPECT_EQ(clock.MonotonicMs(), 12000);
 }
 
-TEST(PollLoopTest, WaitEndsEarlyWhenItsConditionHolds) {
-  FakeClock clock;
-  PollLoop loop(&clock);
-  bool flag = false;
-  loop.AddTimer(1200, [&] { flag = true; });
-  EXPECT_TRUE(WaitPumping(loop, 15.0, [&] { return flag; }));
-  EXPECT_GE(clock.MonotonicMs(), 1200);
-  EXPECT_LT(clock.MonotonicMs(), 1300);
-}
-
-TEST(PollLoopTest, HandlerThatDoesNotReadIsCalledAgainAtTheNextPump) {
-  FakeClock clock;
-  PollLoop loop(&clock);
-  Pipe p;
-  int calls = 0;
-  loop.AddFd(p.fds[0], true, false, [&](int) { ++calls; });
-  p.Write();
+TEST_F(PollLoopTest, HandlersMayAddOrRemoveRegistrationsAndUnreadDataComesBack) {
+  Pipe self, unread, added;
+  int self_id = 0, self_calls = 0, unread_calls = 0, added_calls = 0;
+  self_id = loop.AddFd(self.fds[0], true, false, [&](int) {
+    ++self_calls;
+    loop.RemoveFd(self_id);
+    loop.AddFd(added.fds[0], true, false, [&](int) {
+      ++added_calls;
+      added.Drain();
+    });
+  });
+  loop.AddFd(unread.fds[0], true, false, [&](int) { ++unread_calls; });
+  self.Write();
+  unread.Write();
+  added.Write();
   loop.PumpOnce();
   loop.PumpOnce();
-  EXPECT_EQ(calls, 2);
+  EXPECT_EQ(self_calls, 1);
+  EXPECT_EQ(unread_calls, 2);  // a handler that doesn't read is called again
+  EXPECT_EQ(added_calls, 1);
 }
 
-TEST(PollLoopTest, WaitOnlyRegistrationIsLeftOutOfPumpsButWakesAWait) {
-  FakeClock clock;
-  PollLoop loop(&clock);
+TEST_F(PollLoopTest, WaitOnlyRegistrationIsLeftOutOfPumpsButWakesAWait) {
   Pipe p;
   int calls = 0;
   const int id = loop.AddFd(p.fds[0], true, false, [&](int) { ++calls; });
@@ -74,9 +77,7 @@ TEST(PollLoopTest, WaitOnlyRegistrationIsLeftOutOfPumpsButWakesAWait) {
   EXPECT_EQ(calls, 2);
 }
 
-TEST(PollLoopTest, NestedPumpDeliversOtherEventsAndSkipsRemovedRegistrations) {
-  FakeClock clock;
-  PollLoop loop(&clock);
+TEST_F(PollLoopTest, NestedPumpDeliversOtherEventsAndSkipsRemovedRegistrations) {
   Pipe a, b, c;
   std::vector<std::string> order;
   int id_c = 0;
@@ -102,43 +103,7 @@ TEST(PollLoopTest, NestedPumpDeliversOtherEventsAndSkipsRemovedRegistrations) {
   EXPECT_EQ(order, (std::vector<std::string>{"a", "b"}));
 }
 
-TEST(PollLoopTest, RegistrationAddedDuringDispatchIsSafeAndRunsLater) {
-  FakeClock clock;
-  PollLoop loop(&clock);
-  Pipe a, b;
-  int b_calls = 0;
-  loop.AddFd(a.fds[0], true, false, [&](int) {
-    a.Drain();
-    loop.AddFd(b.fds[0], true, false, [&](int) {
-      ++b_calls;
-      b.Drain();
-    });
-  });
-  a.Write();
-  b.Write();
-  loop.PumpOnce();
-  loop.PumpOnce();
-  EXPECT_EQ(b_calls, 1);
-}
-
-TEST(PollLoopTest, HandlerMayRemoveItself) {
-  FakeClock clock;
-  PollLoop loop(&clock);
-  Pipe a;
-  int id = 0, calls = 0;
-  id = loop.AddFd(a.fds[0], true, false, [&](int) {
-    ++calls;
-    loop.RemoveFd(id);
-  });
-  a.Write();
-  loop.PumpOnce();
-  loop.PumpOnce();
-  EXPECT_EQ(calls, 1);
-}
-
-TEST(PollLoopTest, TimerPumpingInsideItselfIsNotReentered) {
-  FakeClock clock;
-  PollLoop loop(&clock);
+TEST_F(PollLoopTest, TimerPumpingInsideItselfIsNotReentered) {
   int depth = 0, max_depth = 0, calls = 0;
   loop.AddTimer(100, [&] {
     ++calls;

@@ -104,6 +104,11 @@ struct FeederOfUniverse : FeederFixture {
       }
     }
   }
+  // Hands the feeder a packet of one quote of `inst`.
+  void Decode(uint8_t form, const Instrument& inst, const ByteString& quote) {
+    bas.Quotes().DecodeQuotePacket(
+        QuotePacket(u.WireKey(inst.kind), form, u.HeadWidth(inst.kind), {quote}));
+  }
   void ExpectStateStored(bool with_day_fields) {
     for (size_t i = 0; i < u.size(); ++i) {
       const Instrument& inst = u.at(i);
@@ -144,7 +149,7 @@ TEST(FeedsimDecoding, RecordPacketsOfEveryInstrumentAreStoredAsMeant) {
   }
 }
 
-TEST(FeedsimDecoding, StreamKeepsTheFeedersTableEqualToTheMarket) {
+TEST(FeedsimDecoding, StreamKeepsTheFeedersTableEqualToTheMarketAcrossANewDay) {
   FeederOfUniverse f;
   f.SendAllRecords(false);
   QuoteStream stream(&f.u, 7);
@@ -158,26 +163,18 @@ TEST(FeedsimDecoding, StreamKeepsTheFeedersTableEqualToTheMarket) {
   f.ExpectStateStored(false);
   // Every instrument was known, so no quote sent the feeder asking.
   EXPECT_TRUE(f.tcp.sent.empty());
-}
 
-TEST(FeedsimDecoding, NewDayShowsTheFeederALowerVolume) {
-  FeederOfUniverse f({{"ES", false, {}}, {"IBM", false, {}}});
-  f.SendAllRecords(false);
-  QuoteStream stream(&f.u, 3);
-  for (int i = 0; i < 200; ++i)
-    f.bas.Quotes().DecodeQuotePacket(stream.NextPacket(nullptr));
-  const float es_volume_before = f.Stored(f.u.at(0))->Vol;
-  ASSERT_GT(es_volume_before, 0.0f);
-  const int64_t es_last = f.u.at(0).last;
-  f.u.NewDay();
-  // The feeder learns of the day from the first trade's lower volume.
+  // The feeder learns of a new day from the first trade's lower volume.
   Instrument& es = f.u.at(0);
+  ASSERT_EQ(es.symbol, "ES");
+  const float es_volume_before = f.Stored(es)->Vol;
+  ASSERT_GT(es_volume_before, 0.0f);
+  const int64_t es_last = es.last;
+  f.u.NewDay();
   Rng rng(11);
   while (f.u.Step(&es, &rng) != kFlagTrade) {
   }
-  f.bas.Quotes().DecodeQuotePacket(QuotePacket(f.u.WireKey(es.kind), kFormFieldList,
-                                               f.u.HeadWidth(es.kind),
-                                               {FieldListQuote(f.u, es, kFlagTrade)}));
+  f.Decode(kFormFieldList, es, FieldListQuote(f.u, es, kFlagTrade));
   const SimboloRec* r = f.Stored(es);
   EXPECT_LT(r->Vol, es_volume_before);
   EXPECT_EQ(r->Vol, static_cast<float>(es.last_size));
@@ -191,22 +188,16 @@ TEST(FeedsimDecoding, UnknownWatchedInstrumentIsAddedFromAPositionalQuote) {
   ASSERT_EQ(zb.symbol, "ZB");
   // A field list of an instrument the feeder doesn't know makes it ask; the answer to request 7
   // is a positional quote, which adds the record with its definition fields.
-  f.bas.Quotes().DecodeQuotePacket(QuotePacket(f.u.WireKey(zb.kind), kFormFieldList,
-                                               f.u.HeadWidth(zb.kind),
-                                               {FieldListQuote(f.u, zb, kFlagTrade)}));
+  f.Decode(kFormFieldList, zb, FieldListQuote(f.u, zb, kFlagTrade));
   EXPECT_EQ(f.tcp.sent.size(), 8u);
   EXPECT_EQ(f.Stored(zb), nullptr);
-  f.bas.Quotes().DecodeQuotePacket(QuotePacket(f.u.WireKey(zb.kind), kFormFullRecord,
-                                               f.u.HeadWidth(zb.kind),
-                                               {PositionalQuote(f.u, zb, true)}));
+  f.Decode(kFormFullRecord, zb, PositionalQuote(f.u, zb, true));
   const SimboloRec* r = f.Stored(zb);
   ASSERT_NE(r, nullptr);
   EXPECT_EQ(r->ProcessCode, ScaleOf(zb.price_code).process_code);
   EXPECT_EQ(r->PrimaryFormat, ScaleOf(zb.price_code).format);
   // The short positional form (CountA fields) then fills its prices.
-  f.bas.Quotes().DecodeQuotePacket(QuotePacket(f.u.WireKey(zb.kind), kFormShortRecord,
-                                               f.u.HeadWidth(zb.kind),
-                                               {PositionalQuote(f.u, zb, false)}));
+  f.Decode(kFormShortRecord, zb, PositionalQuote(f.u, zb, false));
   ExpectPrice(f.Stored(zb)->Last, zb.price_code, zb.last, "last");
   ExpectPrice(f.Stored(zb)->Previous, zb.price_code, zb.previous, "previous");
 }

@@ -10,6 +10,7 @@
 
 #include <functional>
 #include <memory>
+#include <sstream>
 
 #include "platform/clock.h"
 #include "platform/poll_loop.h"
@@ -51,7 +52,7 @@ int QuotesIn(const std::vector<ByteString>& frames) {
   return n;
 }
 
-// One simulator, started from `args`, and one client of it on TCP and UDP.
+// One simulator, started from the words of `command_line`, and one client of it on TCP and UDP.
 struct SimLink {
   SystemClock clock;
   PollLoop loop{&clock};
@@ -61,7 +62,11 @@ struct SimLink {
   ByteString tcp_in, udp_in;  // udp_in: the datagrams' bytes run together
   std::vector<ByteString> datagrams;
 
-  explicit SimLink(const std::vector<std::string>& args) {
+  explicit SimLink(const std::string& command_line) {
+    std::vector<std::string> args;
+    std::istringstream words(command_line);
+    for (std::string w; words >> w;)
+      args.push_back(w);
     sockaddr_in a = Loopback(0);
     socklen_t len = sizeof a;
     EXPECT_EQ(bind(udp, reinterpret_cast<sockaddr*>(&a), sizeof a), 0);
@@ -101,25 +106,19 @@ struct SimLink {
 
 TEST(FeedsimServer, StreamGoesOnThePathsAndWithTheFaultsAsked) {
   const struct {
-    std::vector<std::string> args;
+    const char* args;
     bool tcp, udp, split, garbage;
   } cases[] = {
       // Datagrams sent faster than the test reads them are lost in the kernel: only TCP goes
       // as fast as the link takes it.
-      {{"--path", "both", "--rate", "20000"}, true, true, false, false},
-      {{"--path", "tcp", "--rate", "0", "--garbage"}, true, false, false, true},
-      {{"--path", "udp", "--rate", "20000", "--split-datagrams"}, false, true, true, false},
-      {{"--path", "udp", "--rate", "20000", "--garbage", "--split-datagrams"},
-       false,
-       true,
-       true,
-       true},
+      {"--path both --rate 20000", true, true, false, false},
+      {"--path tcp --rate 0 --garbage", true, false, false, true},
+      {"--path udp --rate 20000 --split-datagrams", false, true, true, false},
+      {"--path udp --rate 20000 --garbage --split-datagrams", false, true, true, true},
   };
   for (const auto& c : cases) {
-    std::vector<std::string> args = c.args;
-    args.insert(args.end(), {"--count", "400"});
-    SCOPED_TRACE(args[1] + (c.garbage ? " garbage" : "") + (c.split ? " split" : ""));
-    SimLink link(args);
+    SCOPED_TRACE(c.args);
+    SimLink link(std::string("--count 400 ") + c.args);
     auto quotes = [&] { return QuotesIn(Frames(link.tcp_in)) + QuotesIn(Frames(link.udp_in)); };
     ASSERT_TRUE(link.PumpUntil([&] { return quotes() >= 400; })) << link.server->StatusLine();
     link.PumpUntil([] { return false; }, 30);
@@ -147,7 +146,7 @@ TEST(FeedsimServer, RecordedSessionReplaysByteForByte) {
   TempDir dir;
   ByteString sent;
   {
-    SimLink link({"--rate", "0", "--count", "100", "--path", "tcp", "--record", dir.File("cap")});
+    SimLink link("--rate 0 --count 100 --path tcp --record " + dir.File("cap"));
     ASSERT_TRUE(link.PumpUntil([&] { return QuotesIn(Frames(link.tcp_in)) >= 100; }));
     const ByteString request("\x44\x1C\0\0\0\x64\0\0", kRequestSize);
     ASSERT_EQ(send(link.tcp, request.data(), request.size(), 0), 8);
@@ -155,7 +154,7 @@ TEST(FeedsimServer, RecordedSessionReplaysByteForByte) {
         link.PumpUntil([&] { return ByteAt(Frames(link.tcp_in).back(), 1) == kTypeStatus; }));
     sent = link.tcp_in;
   }
-  SimLink replay({"--replay", dir.File("cap"), "--fast"});
+  SimLink replay("--replay " + dir.File("cap") + " --fast");
   // Its own greeting, then the recorded bytes, whose first frame is the recorded greeting.
   ASSERT_TRUE(
       replay.PumpUntil([&] { return replay.tcp_in.size() >= sent.size() + TestPacket().size(); }));

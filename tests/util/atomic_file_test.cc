@@ -1,6 +1,8 @@
 #include "util/atomic_file.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
 
 #include <filesystem>
 #include <string>
@@ -21,18 +23,34 @@ TEST(AtomicFileTest, ReplacesContentAndLeavesNoTemporaryFile) {
   ASSERT_EQ(ReadWholeFile(path, &got, nullptr), FileRead::kRead);
   EXPECT_EQ(got, "sec\0nd"s);
   EXPECT_FALSE(TempDir::Exists(path + ".tmp"));
+  EXPECT_EQ(ReadWholeFile(dir.File("missing"), &got, nullptr), FileRead::kMissing);
+  EXPECT_EQ(ReadWholeFile(dir.path(), &got, nullptr), FileRead::kFailed);
 }
 
-TEST(AtomicFileTest, FailureBeforeRenameLeavesOldFileIntact) {
+TEST(AtomicFileTest, FailedOrCutShortWriteLeavesTheOldFileWhole) {
   TempDir dir;
   const std::string path = dir.File("SYMBOLS.DAT");
   TempDir::Put(path, "old content");
+  EXPECT_FALSE(ReplaceFileContent(dir.File("no/such/folder/f"), "x").ok());
+
+  // The file system takes part of the new content, then refuses the rest.
+  rlimit limit;
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
+  const rlimit before = limit;
+  limit.rlim_cur = 4096;
+  signal(SIGXFSZ, SIG_IGN);
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+  const Status cut = ReplaceFileContent(path, ByteString(10000, 'n'));
+  setrlimit(RLIMIT_FSIZE, &before);
+  signal(SIGXFSZ, SIG_DFL);
+  EXPECT_FALSE(cut.ok());
+  EXPECT_EQ(TempDir::Get(path), "old content");
+  EXPECT_FALSE(TempDir::Exists(path + ".tmp"));
+
   // Something that isn't a file stands where the new content would be written.
   std::filesystem::create_directory(path + ".tmp");
   EXPECT_FALSE(ReplaceFileContent(path, "new content").ok());
   EXPECT_EQ(TempDir::Get(path), "old content");
-
-  EXPECT_FALSE(ReplaceFileContent(dir.File("no/such/folder/f"), "x").ok());
 }
 
 }  // namespace
