@@ -121,4 +121,40 @@ void QUOTLINKFRM::WriteStatusLine() {
   Mensagem.SetCaption(status_line_);
 }
 
+void QUOTLINKFRM::PressHide() {
+  if (bas_->ended()) return;
+  Command1_Click();
+}
+
+void QUOTLINKFRM::PressRestart() {
+  // Before the form is loaded there are no settings in the boxes to restart with.
+  if (bas_->ended() || !loaded_) return;
+  Command2_Click();
+}
+
+void QUOTLINKFRM::CloseWindow() {
+  if (bas_->ended()) return;
+  Unload();
+}
+
+void QUOTLINKFRM::EditBox(ConsoleItem box, std::string_view text) {
+  if (bas_->ended()) return;
+  switch (box) {
+    case ConsoleItem::kDTNIPT:
+      return DTNIPT.SetCaption(text);
+    case ConsoleItem::kDTNPORTT:
+      return DTNPORTT.SetCaption(text);
+    case ConsoleItem::kLOCALPORTT:
+      return LOCALPORTT.SetCaption(text);
+    case ConsoleItem::kMensagem:
+    case ConsoleItem::kInfo:
+    case ConsoleItem::kInfo1:
+      return;
+  }
+}
+
+bool QUOTLINKFRM::Ended() const {
+  return bas_->ended();
+}
+
 }  // namespace quotlink

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "client/console_operator.h"
 #include "client/console_surface.h"
 #include "client/quotlinkbas.h"
 #include "client/settings.h"
@@ -15,7 +16,7 @@
 
 namespace quotlink {
 
-class QUOTLINKFRM : public ConsoleSurface {
+class QUOTLINKFRM : public ConsoleSurface, public ConsoleOperator {
  public:
   // Timer1's interval.
   static constexpr int kTimer1IntervalMs = 2000;
@@ -59,6 +60,13 @@ class QUOTLINKFRM : public ConsoleSurface {
 
   // The buffer that a DataArrival event reads into; one per path, reused.
   ByteString& read_scratch(FeedPath path) { return path == FeedPath::kTcp ? tcp_read_ : udp_read_; }
+
+  // The operator's hand on the console, for the window and the command line.
+  void PressHide() override;
+  void PressRestart() override;
+  void CloseWindow() override;
+  void EditBox(ConsoleItem box, std::string_view text) override;
+  bool Ended() const override;
 
  private:
   QUOTLINKBAS* const bas_;
