@@ -1,7 +1,7 @@
 // The console window on a virtual X server: its layout, the buttons and boxes as an operator
 // uses them (real clicks and keys through the X server), the modal box on a running loop, and
 // the pace of drawing.
-#include "platform/fltk_console.h"
+#include "window/fltk_console.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -15,11 +15,11 @@
 #include "client/quotlinkbas.h"
 #include "client/quotlinkfrm.h"
 #include "client/settings.h"
-#include "platform/fltk_loop.h"
 #include "tests/support/fake_socket.h"
 #include "tests/support/temp_dir.h"
 #include "tests/window/png_writer.h"
 #include "tests/window/xvfb.h"
+#include "window/fltk_loop.h"
 
 // The toolkit's headers last: Xlib defines Status as a macro.
 #include <FL/Fl.H>
@@ -48,7 +48,7 @@ class ConsoleWindowTest : public ::testing::Test {
     loop = std::make_unique<FltkLoop>(&clock);
     console = std::make_unique<FltkConsole>(loop.get());
     bas = std::make_unique<QUOTLINKBAS>(loop.get(), &sockets, console.get());
-    console->Attach(bas.get());
+    console->Attach(&bas->Form());
     bas->DataFolder = dir.path();
     frm = &bas->Form();
     tcp = static_cast<FakeSocket*>(frm->TCP.get());
