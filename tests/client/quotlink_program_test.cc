@@ -80,6 +80,20 @@ TEST(QuotlinkProgramTest, WatchPrintsJsonQuotesAndSavesTheTableOnQuit) {
       std::string::npos);
 }
 
+TEST(QuotlinkProgramTest, AWindowWithNoDisplayToShowItOnIsReportedAndTheFeederRunsHeadless) {
+  // No X server answers on display 4093: the toolkit would end the program if it tried.
+  TempDir dir;
+  ChildProcess child(
+      {"/usr/bin/env", "DISPLAY=:4093", QUOTLINK_BIN, "watch", "--folder", dir.path() + "user",
+       "--server", "127.0.0.1:" + std::to_string(FreeLoopbackPort(SOCK_STREAM)), "--local-port",
+       std::to_string(FreeLoopbackPort(SOCK_DGRAM)), "--console=window", "ES"},
+      dir.File("stderr.txt"));
+  child.Send("quit\n");
+  EXPECT_EQ(child.Wait(), 0);
+  EXPECT_NE(dir.Read("stderr.txt").find("no display to open a window on"), std::string::npos)
+      << dir.Read("stderr.txt");
+}
+
 TEST(QuotlinkProgramTest, BadArgumentsGetAClearErrorAndHelpDocumentsTheCommands) {
   for (const std::vector<std::string>& args :
        std::vector<std::vector<std::string>>{{"watch", "--bogus"},
