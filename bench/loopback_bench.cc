@@ -23,14 +23,14 @@
 #include "client/quotlinkbas.h"
 #include "client/quotlinkcls.h"
 #include "client/quotlinkfrm.h"
-#include "platform/fltk_console.h"
-#include "platform/fltk_loop.h"
 #include "platform/loopback_ports.h"
 #include "platform/poll_loop.h"
 #include "platform/posix_socket.h"
 #include "tests/support/quote_feeder.h"
 #include "tests/support/temp_dir.h"
 #include "tools/imagegen/image_writer.h"
+#include "window/fltk_console.h"
+#include "window/fltk_loop.h"
 
 namespace quotlink {
 namespace {
@@ -164,7 +164,7 @@ Rates RunOnce(int count, int udp_rate, bool report_tcp, bool window = false) {
   EventLoop& loop = *loop_owner;
   PosixSocketFactory sockets(&loop);
   QUOTLINKBAS bas(&loop, &sockets, view.get());
-  if (view) view->Attach(&bas);
+  if (view) view->Attach(&bas.Form());
   QUOTLINKCls obj(&bas);
   int64_t ready = 0;
   obj.OnFeederReady([&] { ++ready; });

@@ -9,10 +9,10 @@
 #include <random>
 
 #include "link/packet_dispatch.h"
-#include "platform/fltk_console.h"
-#include "platform/fltk_loop.h"
 #include "platform/poll_loop.h"
 #include "tests/support/quote_feeder.h"
+#include "window/fltk_console.h"
+#include "window/fltk_loop.h"
 
 namespace quotlink {
 namespace {

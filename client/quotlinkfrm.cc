@@ -100,4 +100,38 @@ void QUOTLINKFRM::Timer1_Timer() {
   RepaintForm();
 }
 
+void QUOTLINKFRM::PressHide() {
+  if (Ended()) return;
+  Command1_Click();
+}
+
+void QUOTLINKFRM::PressRestart() {
+  // Before the form is loaded there are no settings in the boxes to restart with.
+  if (Ended() || !loaded_) return;
+  Command2_Click();
+}
+
+void QUOTLINKFRM::CloseWindow() {
+  if (Ended()) return;
+  Unload();
+}
+
+void QUOTLINKFRM::EditBox(ConsoleItem box, std::string_view text) {
+  if (Ended()) return;
+  switch (box) {
+    case ConsoleItem::kDTNIPT:
+      DTNIPT.SetCaption(text);
+      break;
+    case ConsoleItem::kDTNPORTT:
+      DTNPORTT.SetCaption(text);
+      break;
+    case ConsoleItem::kLOCALPORTT:
+      LOCALPORTT.SetCaption(text);
+      break;
+    default:
+      // Only the settings boxes take the operator's typing.
+      break;
+  }
+}
+
 }  // namespace quotlink

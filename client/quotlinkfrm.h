@@ -6,6 +6,7 @@
 
 #include <functional>
 
+#include "client/console_operator.h"
 #include "client/console_surface.h"
 #include "client/settings.h"
 #include "link/feed_link.h"
@@ -13,7 +14,7 @@
 
 namespace quotlink {
 
-class QUOTLINKFRM : public ConsoleSurface {
+class QUOTLINKFRM : public ConsoleSurface, public ConsoleOperator {
  public:
   // Timer1's interval.
   static constexpr int kTimer1IntervalMs = 2000;
@@ -23,7 +24,7 @@ class QUOTLINKFRM : public ConsoleSurface {
   // `end_feeder` runs when the form unloads: it shuts the feeder down.
   QUOTLINKFRM(ConsoleView* view, EventLoop* loop, FeedLink* link, Settings* settings,
               std::function<void()> end_feeder);
-  ~QUOTLINKFRM();
+  ~QUOTLINKFRM() override;
   QUOTLINKFRM(const QUOTLINKFRM&) = delete;
   QUOTLINKFRM& operator=(const QUOTLINKFRM&) = delete;
 
@@ -45,6 +46,13 @@ class QUOTLINKFRM : public ConsoleSurface {
   // The settings file written from the settings the feeder holds. A failed write is reported
   // on the console and changes nothing else.
   void SaveSettings();
+
+  // The operator's hand on the console, for the window and the command line.
+  void PressHide() override;
+  void PressRestart() override;
+  void CloseWindow() override;
+  void EditBox(ConsoleItem box, std::string_view text) override;
+  bool Ended() const override { return link_->stopped(); }
 
  private:
   EventLoop* const loop_;

@@ -2,7 +2,7 @@
 # Installs the Debian packages that building and testing need, and only those that are missing.
 set -euo pipefail
 
-packages=(cmake ninja-build g++ libgtest-dev libgmock-dev libbenchmark-dev libfltk1.3-dev xvfb xdotool)
+packages=(cmake ninja-build g++ libgtest-dev libgmock-dev libbenchmark-dev libfltk1.3-dev libpng-dev xvfb xdotool)
 
 missing=()
 for p in "${packages[@]}"; do

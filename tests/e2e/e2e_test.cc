@@ -1,5 +1,6 @@
 // The feeder and the feed simulator as real processes over loopback: what a user sees.
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 
 #include <charconv>
 #include <cstdlib>
@@ -8,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/loopback_ports.h"
+#include "tests/support/child_process.h"
 #include "tests/support/program_session.h"
 #include "tests/support/temp_dir.h"
 
@@ -144,6 +147,20 @@ TEST(EndToEndTest, BadArgumentsAreRefusedAndHelpDocumentsTheCommands) {
     for (const char* word : {"watch", "--folder", "--server", "--json", "add SYMBOL", "quit"})
       EXPECT_NE(text.find(word), std::string::npos) << word;
   }
+}
+
+TEST(EndToEndTest, AWindowWithNoDisplayToShowItOnIsReportedAndTheFeederRunsHeadless) {
+  // No X server answers on display 4093: the toolkit would end the program if it tried.
+  TempDir dir;
+  ChildProcess child(
+      {"/usr/bin/env", "DISPLAY=:4093", QUOTLINK_BIN, "watch", "--folder", dir.path() + "user",
+       "--server", "127.0.0.1:" + std::to_string(FreeLoopbackPort(SOCK_STREAM)), "--local-port",
+       std::to_string(FreeLoopbackPort(SOCK_DGRAM)), "--console=window", "ES"},
+      dir.File("stderr.txt"));
+  child.Send("quit\n");
+  EXPECT_EQ(child.Wait(), 0);
+  EXPECT_NE(dir.Read("stderr.txt").find("no display to open a window on"), std::string::npos)
+      << dir.Read("stderr.txt");
 }
 
 }  // namespace

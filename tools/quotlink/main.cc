@@ -10,18 +10,19 @@
 #include <vector>
 
 #include "client/console_log.h"
+#include "client/console_operator.h"
 #include "client/quotlinkbas.h"
 #include "client/quotlinkcls.h"
 #include "client/quotlinkfrm.h"
 #include "client/settings.h"
-#include "platform/fltk_console.h"
-#include "platform/fltk_loop.h"
 #include "platform/poll_loop.h"
 #include "platform/posix_socket.h"
 #include "platform/signal_watch.h"
 #include "tools/quotlink/demo_feed.h"
 #include "tools/quotlink/line_reader.h"
 #include "tools/quotlink/quote_output.h"
+#include "window/fltk_console.h"
+#include "window/fltk_loop.h"
 
 namespace quotlink {
 namespace {
@@ -196,7 +197,9 @@ int Watch(const Options& o) {
   EventLoop& loop = *console.loop;
   PosixSocketFactory sockets(&loop);
   QUOTLINKBAS bas(&loop, &sockets, console.view.get());
-  if (console.window != nullptr) console.window->Attach(&bas);
+  // The window's buttons and the `restart` command act alike: as the operator, on the form.
+  ConsoleOperator& console_operator = bas.Form();
+  if (console.window != nullptr) console.window->Attach(&console_operator);
   QUOTLINKCls feeder(&bas);
 
   auto print = [&] {
@@ -228,7 +231,7 @@ int Watch(const Options& o) {
             std::fprintf(stderr, "quotlink: show: %s\n", st.message().c_str());
           }
         } else if (verb == "restart" && arg.empty()) {
-          if (bas.Form().loaded()) bas.Form().Command2_Click();
+          console_operator.PressRestart();
         } else if (verb == "quit" && arg.empty()) {
           feeder.Release();
         } else if (!line.empty()) {

@@ -22,8 +22,8 @@
 // The X connection is in the poll set only for passes that may sleep. A pump that doesn't wait
 // (the UDP intake pumps once per datagram) would pay a second descriptor in every poll() for
 // events that the periodic turn reads anyway, at most kFramePeriodMs later.
-#ifndef QUOTLINK_PLATFORM_FLTK_LOOP_H_
-#define QUOTLINK_PLATFORM_FLTK_LOOP_H_
+#ifndef QUOTLINK_WINDOW_FLTK_LOOP_H_
+#define QUOTLINK_WINDOW_FLTK_LOOP_H_
 
 #include <chrono>
 #include <functional>
@@ -97,4 +97,4 @@ class FltkLoop : public EventLoop {
 
 }  // namespace quotlink
 
-#endif  // QUOTLINK_PLATFORM_FLTK_LOOP_H_
+#endif  // QUOTLINK_WINDOW_FLTK_LOOP_H_

@@ -1,8 +1,4 @@
-#include "platform/fltk_console.h"
-
-// The feeder's headers come before the toolkit's: Xlib defines Status as a macro.
-#include "client/quotlinkbas.h"
-#include "client/quotlinkfrm.h"
+#include "window/fltk_console.h"
 
 #include <FL/Enumerations.H>
 #include <FL/Fl.H>
@@ -248,7 +244,7 @@ void FltkConsole::ModalMessage(std::string_view text) {
   modal_ = box.get();
   // The feeder runs on while the operator reads: sockets, Timer1 and the client's commands all
   // come through this loop. A feeder that ends meanwhile takes the box with it.
-  while (box->shown() && !(bas_ != nullptr && bas_->ended()) && !loop_->quitting())
+  while (box->shown() && !(operator_ != nullptr && operator_->Ended()) && !loop_->quitting())
     loop_->RunOnce(100);
   modal_ = outer;
 }
@@ -277,19 +273,18 @@ void FltkConsole::BringToFront() {
 
 void FltkConsole::OnHide(Fl_Widget*, void* self) {
   auto* c = static_cast<FltkConsole*>(self);
-  if (c->bas_ == nullptr) return;
-  c->bas_->Form().Command1_Click();
+  if (c->operator_ != nullptr) c->operator_->PressHide();
 }
 
 void FltkConsole::OnRestart(Fl_Widget*, void* self) {
   auto* c = static_cast<FltkConsole*>(self);
-  if (c->bas_ == nullptr || c->bas_->ended()) return;
+  if (c->operator_ == nullptr || c->operator_->Ended()) return;
   if (c->restarting_) {
     fl_beep();
     return;
   }
   c->restarting_ = true;
-  c->bas_->Form().Command2_Click();
+  c->operator_->PressRestart();
   c->restarting_ = false;
 }
 
@@ -297,23 +292,18 @@ void FltkConsole::OnClose(Fl_Widget*, void* self) {
   // Escape also reaches a window's callback; only the close box ends the feeder.
   if (Fl::event() == FL_SHORTCUT && Fl::event_key() == FL_Escape) return;
   auto* c = static_cast<FltkConsole*>(self);
-  if (c->bas_ == nullptr) {
-    c->window_->hide();
-    return;
-  }
-  c->bas_->Form().Unload();
+  if (c->operator_ != nullptr) c->operator_->CloseWindow();
   c->window_->hide();
 }
 
 void FltkConsole::OnEdit(Fl_Widget* w, void* self) {
   auto* c = static_cast<FltkConsole*>(self);
-  if (c->bas_ == nullptr) return;
-  QUOTLINKFRM& frm = c->bas_->Form();
+  if (c->operator_ == nullptr) return;
   auto* in = static_cast<Fl_Input*>(w);
-  const std::string_view text(in->value(), static_cast<size_t>(in->size()));
-  if (in == c->dtnipt_) frm.DTNIPT.SetCaption(text);
-  if (in == c->dtnportt_) frm.DTNPORTT.SetCaption(text);
-  if (in == c->localportt_) frm.LOCALPORTT.SetCaption(text);
+  const ConsoleItem box = in == c->dtnipt_     ? ConsoleItem::kDTNIPT
+                          : in == c->dtnportt_ ? ConsoleItem::kDTNPORTT
+                                               : ConsoleItem::kLOCALPORTT;
+  c->operator_->EditBox(box, std::string_view(in->value(), static_cast<size_t>(in->size())));
 }
 
 }  // namespace quotlink

@@ -2,7 +2,7 @@
 // plain colours so that it reads at 16 and at 32 pixels.
 #include <cstdlib>
 
-#include "platform/fltk_console.h"
+#include "window/fltk_console.h"
 
 namespace quotlink {
 namespace {

@@ -1,4 +1,4 @@
-#include "platform/fltk_loop.h"
+#include "window/fltk_loop.h"
 
 #include <FL/Fl.H>
 #include <FL/x.H>

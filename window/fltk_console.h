@@ -3,18 +3,19 @@
 //
 // Captions are taken as they come (once per frame, often) but only kept: the loop has them put
 // on the widgets just before it draws, at the display's pace (see FltkLoop). The settings boxes are
-// the operator's: an edit goes straight into the surface's text (DTNIPT, DTNPORTT, LOCALPORTT),
-// where "Restart" reads it.
-#ifndef QUOTLINK_PLATFORM_FLTK_CONSOLE_H_
-#define QUOTLINK_PLATFORM_FLTK_CONSOLE_H_
+// the operator's: an edit goes straight to the operator interface (into the surface's text of
+// DTNIPT, DTNPORTT or LOCALPORTT), where "Restart" reads it.
+#ifndef QUOTLINK_WINDOW_FLTK_CONSOLE_H_
+#define QUOTLINK_WINDOW_FLTK_CONSOLE_H_
 
 #include <array>
 #include <memory>
 #include <string>
 #include <string_view>
 
+#include "client/console_operator.h"
 #include "client/console_surface.h"
-#include "platform/fltk_loop.h"
+#include "window/fltk_loop.h"
 
 class Fl_Box;
 class Fl_Button;
@@ -24,8 +25,6 @@ class Fl_Widget;
 class Fl_Window;
 
 namespace quotlink {
-
-class QUOTLINKBAS;
 
 // Window measures are given in twips; the screen has 15 twips to a pixel.
 constexpr int kTwipsPerPixel = 15;
@@ -49,9 +48,9 @@ class FltkConsole : public ConsoleView {
   FltkConsole(const FltkConsole&) = delete;
   FltkConsole& operator=(const FltkConsole&) = delete;
 
-  // Connects the buttons, the boxes and the close box to the feeder's form. Until then they do
-  // nothing. `bas` must outlive the console, or Attach(nullptr) must come first.
-  void Attach(QUOTLINKBAS* bas) { bas_ = bas; }
+  // Connects the buttons, the boxes and the close box to the feeder's console. Until then they
+  // do nothing. `op` must outlive the console, or Attach(nullptr) must come first.
+  void Attach(ConsoleOperator* op) { operator_ = op; }
 
   void CaptionChanged(ConsoleItem item, std::string_view text) override;
   void RepaintItem(ConsoleItem item) override;
@@ -88,7 +87,7 @@ class FltkConsole : public ConsoleView {
   void SetLabelText(ConsoleItem item, std::string_view text);
 
   FltkLoop* const loop_;
-  QUOTLINKBAS* bas_ = nullptr;
+  ConsoleOperator* operator_ = nullptr;
   Fl_Window* window_ = nullptr;  // owns every widget below
   Fl_Box* lamp_ = nullptr;
   Fl_Box* mensagem_ = nullptr;
@@ -116,4 +115,4 @@ class FltkConsole : public ConsoleView {
 
 }  // namespace quotlink
 
-#endif  // QUOTLINK_PLATFORM_FLTK_CONSOLE_H_
+#endif  // QUOTLINK_WINDOW_FLTK_CONSOLE_H_
