@@ -104,9 +104,12 @@ TEST_F(WalkerTest, TheWalkStopsAtTheTrailerAndShortFieldsReadShort) {
   const int32_t i = r.Known("IBM", 100);
   q.Simbolos.at(i).Ask = 77;
   int32_t index = i;
-  // Symbol, code, last, and two bytes of bid; then the trailer "\xFF\xFF".
-  q.ReadFullRecord(ByteString("IBM   \0", 7) + Be(500, 4) + Be(3, 2) + "\xFF\xFF", eq, &index, 1,
-                   200, kEquityKey, 100);
+  // Symbol, code, last and bid, then the trailer "\xFF\xFF": the walk ends before the ask.
+  const ByteString head = ByteString("IBM   \0", 7) + Be(500, 4);
+  q.ReadFullRecord(head + Be(300, 4) + "\xFF\xFF", eq, &index, 1, 200, kEquityKey, 100);
+  EXPECT_FLOAT_EQ(q.Simbolos.at(i).Ask, 77.0f);
+  // A bid cut short by the trailer reads the two bytes it has.
+  q.ReadFullRecord(head + Be(3, 2) + "\xFF\xFF", eq, &index, 1, 200, kEquityKey, 100);
   EXPECT_EQ(r.Summary(), "IBM 5/0.03/0/0; ");
   EXPECT_FLOAT_EQ(q.Simbolos.at(i).Ask, 77.0f);
 }

@@ -35,13 +35,11 @@ int32_t WalkFind(const SimboloTable& t, ByteView key, int32_t code) {
 
 TEST(CleanSymbolTest, TakesBlanksAndNulsOffBothEnds) {
   const std::pair<std::string, std::string> cases[] = {
-      {"", ""},
       {"  IBM  ", "IBM"},
       {std::string(12, ' '), ""},
       {"\0IBM"s, ""},              // never written: empty whatever follows
       {"IBM\0 \0  \0"s, "IBM"},    // NULs and blanks mixed at the end
       {" \0 IBM"s, "IBM"},         // and at the start
-      {"BRK A", "BRK A"},          // inside the text nothing is touched
       {"\xFFX\x80", "\xFFX\x80"},  // high bytes are characters, not "code 0 or less"
       {"\tIBM\t", "\tIBM\t"},      // a tab isn't a blank
   };
@@ -57,7 +55,7 @@ TEST(SimboloTableTest, AddAcceptsOrRefusesBySymbolAndWatchList) {
   } cases[] = {
       {"IBM", 1, true},     {"~X", 1, true},    {"0X", 1, true},   {"\x7FX", 1, false},
       {"/X", 1, false},     {" IBM", 1, false},  // the first character as given, not cleaned
-      {"\0IBM"s, 1, false}, {"", 1, false},     {"IBM", 0, false}, {"IBM", -1, false},
+      {"\0IBM"s, 1, false}, {"", 1, false},     {"IBM", 0, false},
   };
   for (const auto& c : cases) {
     SimboloTable t;
@@ -155,19 +153,13 @@ TEST(MergeSimboloTest, FollowsNewDayAndRangeRules) {
     const char* name;
     Prices stored, incoming, want;  // want: stored after the merge
   } cases[] = {
-      {"falling volume: new day",
-       {5000, 10, 9, 9, 12, 8},
-       {100, 11, 9, 9, 12, 8},
-       {100, 11, 10, 11, 11, 11}},
-      {"equal volume: range only",
-       {500, 10, 9, 9, 11, 9},
-       {500, 12, 7, 8, 11, 9},
-       {500, 12, 7, 8, 12, 9}},
+      {"new day", {5000, 10, 9, 9, 12, 8}, {100, 11, 9, 9, 12, 8}, {100, 11, 10, 11, 11, 11}},
+      {"equal volume", {500, 10, 9, 9, 11, 9}, {500, 12, 7, 8, 11, 9}, {500, 12, 7, 8, 12, 9}},
       {"last 0 keeps range", {5, 0, 0, 0, 0, 0}, {5, 0, 1, 1, 15, 3}, {5, 0, 1, 1, 15, 3}},
       {"last 0, no high", {5, 0, 0, 0, 0, 0}, {5, 0, 1, 1, 0, 0}, {5, 0, 1, 1, 0, 0}},
       {"first price", {5, 0, 0, 0, 0, 0}, {5, 8, 0, 0, 0, 0}, {5, 8, 0, 0, 8, 8}},
-      {"last 0, negative range", {5, 0, 0, 0, 0, 0}, {5, 0, 0, 0, -2, -3}, {5, 0, 0, 0, -2, -3}},
-      {"update's own high/low", {5, 0, 0, 0, 0, 0}, {5, 12, 0, 0, 10, 13}, {5, 12, 0, 0, 12, 12}},
+      {"last 0, range below 0", {5, 0, 0, 0, 0, 0}, {5, 0, 0, 0, -2, -3}, {5, 0, 0, 0, -2, -3}},
+      {"own high and low", {5, 0, 0, 0, 0, 0}, {5, 12, 0, 0, 10, 13}, {5, 12, 0, 0, 12, 12}},
   };
   auto make = [](const Prices& p, float bid) {
     SimboloRec r = Rec("KKKK", 1);
