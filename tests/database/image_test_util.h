@@ -47,12 +47,14 @@ inline std::string Describe(const FeedDatabase& db) {
   for (int32_t i = 1; i <= db.DatabaseCount(); ++i) {
     const DatabaseRec& rec = *db.Database(i);
     out += "|" + std::string(rec.Key1, 4) + std::string(rec.Key2, 4) + " " +
+           std::to_string(rec.LengthA) + "," + std::to_string(rec.LengthB) + " " +
            std::to_string(rec.SecType) + " " + std::to_string(rec.CountA) + " " +
            std::to_string(rec.CountB);
     for (int32_t j = 1; j <= rec.CountB && j <= 256; ++j) {
       const FieldSlot& s = rec.Slot(j);
       out += " " + std::to_string(s.Format) + "/" + std::to_string(s.Length) + "/" +
-             std::to_string(s.NameIndex) + "/" + std::to_string(static_cast<int>(s.kind));
+             std::to_string(s.NameIndex) + "/" + std::to_string(static_cast<int>(s.kind)) +
+             (s.process_code ? "p" : "");
     }
   }
   return out;

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <random>
 #include <string_view>
 
 namespace quotlink {
@@ -141,20 +140,6 @@ TEST(DecodeValueTest, LongFieldsAccumulateInDouble) {
   // Beyond the range of a double.
   EXPECT_EQ(DecodeValue(Record(1), ByteString(200, '\xFF'), 7), INFINITY);
   EXPECT_TRUE(std::isnan(DecodeValue(Record(1), ByteString(200, '\xFF'), 13)));
-}
-
-TEST(DecodeValueTest, AnyBytesUnderAnyCodeHaveAResult) {
-  std::mt19937 rng(20240601);
-  for (int i = 0; i < 20000; ++i) {
-    ByteString bytes(rng() % 24, '\0');
-    for (char& c : bytes)
-      c = static_cast<char>(rng());
-    const SimboloRec r =
-        Record(static_cast<int32_t>(rng() % 40) - 5, static_cast<int16_t>(rng() % 80 - 5),
-               static_cast<int16_t>(rng() % 80 - 5));
-    (void)DecodeValue(r, bytes, static_cast<int16_t>(rng()));
-    (void)DecodeValue(r, bytes, static_cast<int16_t>(rng() % 70));
-  }
 }
 
 TEST(DecodeFractionTest, ProcessCodes) {

@@ -1,28 +1,26 @@
-#include "quotes/quote_stream.h"
-
 #include <gtest/gtest.h>
 
-#include "tests/support/quote_feeder.h"
+#include "quotes/quote_stream.h"
+#include "tests/support/quote_rig.h"
 
 namespace quotlink {
 namespace {
 
-// 2026-11-23 14:05:07 as a date.
+// 2026-11-23 as a date, and a time of that day.
 constexpr double kDay = 46349.0;
 double At(int h, int m, int s) {
   return kDay + (h * 3600 + m * 60 + s) / 86400.0;
 }
 
 struct PublicationTest : ::testing::Test {
-  QuoteFeeder q;
-  int32_t i = q.Known("ES", 1);
+  QuoteRig r;
+  int32_t i = r.Known("ES", 1);
   void Set(float last, float prev, float change, float bid = 0) {
-    SimboloRec r = q.bas.Quotes().Simbolos.at(i);
-    r.Last = last;
-    r.Previous = prev;
-    r.Change = change;
-    r.Bid = bid;
-    q.bas.Quotes().Simbolos.Store(i, r);
+    SimboloRec& rec = r.quotes.Simbolos.at(i);
+    rec.Last = last;
+    rec.Previous = prev;
+    rec.Change = change;
+    rec.Bid = bid;
   }
 };
 
@@ -32,62 +30,58 @@ TEST_F(PublicationTest, ChangeRuleAndBoard) {
   };
   int second = 0;
   for (const Case& c : {Case{101, 100, 0, 1}, Case{101, 0, 0, 0}, Case{101, 100, 0.75f, 0.75f}}) {
-    q.clock.SetDate(At(9, 7, second++));
+    r.clock.SetDate(At(9, 7, second++));
     Set(c.last, c.prev, c.change);
-    q.bas.Quotes().PublishQuote(i, "ES  ");
-    EXPECT_FLOAT_EQ(q.frm.board.vChange, c.want);
-    EXPECT_EQ(q.bas.Quotes().Simbolos.at(i).Change, c.change);
+    r.quotes.PublishQuote(i, "ES  ");
+    EXPECT_FLOAT_EQ(r.console.board.vChange, c.want);
+    EXPECT_EQ(r.quotes.Simbolos.at(i).Change, c.change);  // only the board's is worked out
   }
-  EXPECT_EQ(q.frm.board.vTime, 907);
-  EXPECT_EQ(q.frm.board.vSimbolo, "ES");
-  EXPECT_EQ(q.published.size(), 3u);
-  EXPECT_EQ(q.bas.Quotes().Simbolos.at(i).LastUpdate, kDay);
+  EXPECT_EQ(r.console.board.vTime, 907);
+  EXPECT_EQ(r.console.board.vSimbolo, "ES");
+  EXPECT_EQ(r.published.size(), 3u);
+  EXPECT_EQ(r.quotes.Simbolos.at(i).LastUpdate, kDay);
 }
 
 TEST_F(PublicationTest, DataTextRingsOnlyWhenItChanges) {
-  q.clock.SetDate(At(0, 2, 5));
+  r.clock.SetDate(At(23, 2, 5));
   Set(12.5f, 0, 0, 10);
-  q.bas.Quotes().PublishQuote(i, "ES");
-  EXPECT_EQ(q.frm.Data.Text(), "ES            12.5  125");
-  EXPECT_EQ(q.frm.board.vTime, 2);
+  r.quotes.PublishQuote(i, "ES");
+  EXPECT_EQ(r.console.Data.Text(), "ES            12.5  125");
+  EXPECT_EQ(r.console.board.vTime, 2302);
   Set(12.5f, 0, 0, 11);  // same price, same second: the board changes, the bell doesn't ring
-  q.bas.Quotes().PublishQuote(i, "ES");
-  EXPECT_EQ(q.published.size(), 1u);
-  EXPECT_EQ(q.frm.board.vBid, 11);
-  q.clock.Advance(1000);
-  q.bas.Quotes().PublishQuote(i, "ES");
-  EXPECT_EQ(q.published.size(), 2u);
-  q.clock.SetDate(At(0, 0, 0));
-  q.bas.Quotes().PublishQuote(i, "ES");
-  EXPECT_EQ(q.frm.board.vTime, 0);
+  r.quotes.PublishQuote(i, "ES");
+  EXPECT_EQ(r.published.size(), 1u);
+  EXPECT_EQ(r.console.board.vBid, 11);
+  r.clock.Advance(1000);
+  r.quotes.PublishQuote(i, "ES");
+  EXPECT_EQ(r.published.size(), 2u);
+  r.clock.SetDate(At(0, 0, 0));
+  r.quotes.PublishQuote(i, "ES");
+  EXPECT_EQ(r.console.board.vTime, 0);
 }
 
 TEST_F(PublicationTest, RecordPublicationKeepsTimeAndLastUpdate) {
-  q.clock.SetDate(At(14, 5, 0));
+  r.clock.SetDate(At(14, 5, 0));
   Set(1, 0, 0);
-  q.bas.Quotes().PublishQuote(i, "ES");
-  q.clock.SetDate(At(15, 30, 0) + 3);
-  SimboloRec r = q.bas.Quotes().Simbolos.at(i);
-  r.LastUpdate = 0;
-  q.bas.Quotes().Simbolos.Store(i, r);
+  r.quotes.PublishQuote(i, "ES");
+  r.clock.SetDate(At(15, 30, 0) + 3);
+  r.quotes.Simbolos.at(i).LastUpdate = 0;
   Set(2, 0, 0);
-  q.bas.Quotes().PublishRecord(i, "ES");
-  EXPECT_EQ(q.frm.board.vTime, 1405);
-  EXPECT_EQ(q.frm.board.fFlag, 1);
-  EXPECT_EQ(q.bas.Quotes().Simbolos.at(i).LastUpdate, 0);
+  r.quotes.PublishRecord(i, "ES");
+  EXPECT_EQ(r.console.board.vTime, 1405);
+  EXPECT_EQ(r.console.board.fFlag, 1);
+  EXPECT_EQ(r.quotes.Simbolos.at(i).LastUpdate, 0);
+  EXPECT_EQ(r.published.size(), 2u);
 }
 
 TEST(PlainNumberTest, AsThePlatformPrintsThem) {
-  struct Case {
-    double v;
-    const char* want;
-  };
-  for (const Case& c :
-       {Case{12.5, " 12.5"}, Case{0, " 0"}, Case{-1.5, "-1.5"}, Case{0.5, " .5"},
-        Case{-0.25, "-.25"}, Case{125, " 125"}, Case{static_cast<float>(1234.567), " 1234.567"}}) {
+  const std::pair<double, const char*> cases[] = {
+      {12.5, " 12.5"}, {0, " 0"},     {-1.5, "-1.5"},          {0.5, " .5"},
+      {-0.25, "-.25"}, {125, " 125"}, {1234.567f, " 1234.567"}};
+  for (const auto& [v, want] : cases) {
     std::string s;
-    AppendPlainNumber(&s, c.v, 7);
-    EXPECT_EQ(s, c.want);
+    AppendPlainNumber(&s, v, 7);
+    EXPECT_EQ(s, want);
   }
 }
 
