@@ -3,6 +3,8 @@
 #ifndef QUOTLINK_PLATFORM_CLOCK_H_
 #define QUOTLINK_PLATFORM_CLOCK_H_
 
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
 
 namespace quotlink {
@@ -10,6 +12,19 @@ namespace quotlink {
 // Days between 30 December 1899 (day 0 of a date) and 1 January 1970.
 constexpr double kUnixEpochAsDate = 25569.0;
 constexpr double kMsPerDay = 86400000.0;
+
+// The time of day of `date` as whole seconds since midnight, 0 to 86399. The seconds are
+// counted, never rounded: 15:51:59.9 is second 57119 of the day (its minute is 15:51), and
+// 23:59:59.999 is still the last second of its day, never midnight of the next. The fraction
+// is first taken to the nearest tenth of a millisecond, so that a date that stands for a whole
+// second but lies a hair below it in binary (a date's double holds a time of day to about a
+// microsecond) counts that second.
+inline int32_t SecondOfDay(double date) {
+  constexpr double kTicksPerDay = 864000000.0;  // tenths of a millisecond
+  const double fraction = date - std::floor(date);
+  const auto ticks = static_cast<int64_t>(std::llround(fraction * kTicksPerDay));
+  return static_cast<int32_t>(std::min<int64_t>(ticks / 10000, 86399));
+}
 
 class Clock {
  public:

@@ -54,9 +54,7 @@ void QuoteStream::RingData(const SimboloRec& r, double now) {
   text.push_back(' ');
   AppendPlainNumber(&text, r.Last, 7);
   text.push_back(' ');
-  const double seconds_of_day = std::round((now - std::floor(now)) * 86400.0);
-  const auto s = static_cast<int64_t>(seconds_of_day) % 3600;
-  AppendPlainNumber(&text, static_cast<double>(s), 7);
+  AppendPlainNumber(&text, static_cast<double>(SecondOfDay(now) % 3600), 7);
   console_->Data.SetText(text);
 }
 
@@ -67,9 +65,9 @@ void QuoteStream::Publish(int32_t index, ByteView symbol, bool record_packet) {
   FillBoard(board, r, symbol);
   const double now = clock_->Now();
   if (!record_packet) {
-    const auto minutes =
-        static_cast<int64_t>(std::round((now - std::floor(now)) * 1440.0 * 60.0)) / 60;
-    board.vTime = static_cast<float>((minutes / 60) % 24 * 100 + minutes % 60);
+    // Hours and minutes of the local clock, its seconds left out.
+    const int32_t minutes = SecondOfDay(now) / 60;
+    board.vTime = static_cast<float>(minutes / 60 * 100 + minutes % 60);
   }
   board.fFlag = record_packet ? 1 : 0;
   RingData(r, now);  // subscribers run here and may do anything

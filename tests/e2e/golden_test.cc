@@ -96,12 +96,12 @@ std::vector<CaptureRecord> ReadCapture(const std::string& capture) {
 }
 
 // Sleeps until a feeder started at once puts replay time `ms` in the middle of a second of its
-// bell, which rounds the clock to whole seconds: its seconds turn at each half second.
-void SleepUntilReplayTimeIsWholeSecond(int64_t ms) {
+// bell, which counts the clock's whole seconds: its seconds turn where the clock's do.
+void SleepUntilReplayTimeIsMidSecond(int64_t ms) {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
   const int64_t lands = (now.tv_nsec / 1000000 + kConnectMs + ms) % 1000;
-  std::this_thread::sleep_for(std::chrono::milliseconds((1000 - lands) % 1000));
+  std::this_thread::sleep_for(std::chrono::milliseconds((1500 - lands) % 1000));
 }
 
 std::string Mask(const std::string& output) {
@@ -173,7 +173,7 @@ TEST(GoldenTranscriptTest, ReplayedSessionWritesTheTranscript) {
                                    "--local-port", std::to_string(udp),
                                    "--json",       "--console=log"};
   argv.insert(argv.end(), kSymbols.begin(), kSymbols.end());
-  SleepUntilReplayTimeIsWholeSecond((quotes_from + quotes_to) / 2);
+  SleepUntilReplayTimeIsMidSecond((quotes_from + quotes_to) / 2);
   ChildProcess feeder(argv, ChildProcess::kErrToOut);
 
   // Until the replay has ended and the feeder has been quiet for a status interval: the status

@@ -42,6 +42,27 @@ TEST_F(PublicationTest, ChangeRuleAndBoard) {
   EXPECT_EQ(r.quotes.Simbolos.at(i).LastUpdate, kDay);
 }
 
+TEST_F(PublicationTest, TheClocksSecondsAreLeftOutNotRounded) {
+  // The last moments of a minute, and of the day, belong to that minute: TimeV and the bell's
+  // minute and second never run ahead to the next one.
+  struct Case {
+    int h, m, s, ms;
+    float time_v;
+    const char* bell_seconds;  // minute * 60 + second, as the bell's text ends
+  };
+  for (const Case& c : {Case{15, 51, 59, 400, 1551, " 3119"}, Case{15, 51, 59, 500, 1551, " 3119"},
+                        Case{15, 51, 59, 999, 1551, " 3119"}, Case{15, 52, 0, 0, 1552, " 3120"},
+                        Case{23, 59, 59, 999, 2359, " 3599"}, Case{0, 0, 0, 0, 0, " 0"}}) {
+    r.clock.SetDate(At(c.h, c.m, c.s) + c.ms / kMsPerDay);
+    Set(static_cast<float>(c.h * 100 + c.m) + c.ms / 1000.0f, 0, 0);  // a new price: a new ring
+    r.quotes.PublishQuote(i, "ES");
+    EXPECT_EQ(r.console.board.vTime, c.time_v) << c.h << ":" << c.m << ":" << c.s << "." << c.ms;
+    const std::string& text = r.console.Data.Text();
+    EXPECT_EQ(text.substr(text.rfind(' ')), c.bell_seconds) << text;
+    EXPECT_EQ(r.quotes.Simbolos.at(i).LastUpdate, kDay) << "the record's day stays its own";
+  }
+}
+
 TEST_F(PublicationTest, DataTextRingsOnlyWhenItChanges) {
   r.clock.SetDate(At(23, 2, 5));
   Set(12.5f, 0, 0, 10);
