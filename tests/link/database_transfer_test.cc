@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/feeder_fixture.h"
 #include "tests/support/link_fixture.h"
-#include "tests/support/quote_feeder.h"
 #include "tools/imagegen/frame_writer.h"
 #include "tools/imagegen/image_writer.h"
 
@@ -47,16 +45,21 @@ struct Transfer {
   }
 };
 
+// The whole transfer on either path, the image taken or refused, the log written or not.
 TEST(TransferTest, WholeTransferHandsTheImageUpLogsItAndAnswers) {
   const struct {
     FeedPath path;
-    bool accept;
+    bool accept, log;
     int16_t pending;
-  } cases[] = {{FeedPath::kTcp, true, 0}, {FeedPath::kTcp, false, 1}, {FeedPath::kUdp, true, 0}};
+  } cases[] = {{FeedPath::kTcp, true, true, 0},
+               {FeedPath::kTcp, false, true, 1},
+               {FeedPath::kUdp, true, true, 0},
+               {FeedPath::kTcp, true, false, 0}};
   for (const auto& c : cases) {
-    SCOPED_TRACE(testing::Message() << (c.path == FeedPath::kTcp ? "TCP" : "UDP") << c.accept);
+    SCOPED_TRACE(&c - cases);
     Transfer t;
     t.f.decoders.accept = c.accept;
+    if (!c.log) t.f.settings.DataFolder += "no/such/folder/";
     t.f.link.PacketCount(c.path) = 40;
     for (const auto& fr : t.frames)
       t.Send(c.path, fr);
@@ -68,35 +71,27 @@ TEST(TransferTest, WholeTransferHandsTheImageUpLogsItAndAnswers) {
     EXPECT_EQ(t.f.console.Info1.Caption(), "Database OK.");
     EXPECT_EQ(t.f.link.PacketCount(c.path), 0);
     EXPECT_EQ(t.f.tcp.sent, std::vector<ByteString>{kImageDone});
+    const std::string end = "Normal end.\r\nProcess FDATABASE\r\nOK Process FDATABASE  ";
     EXPECT_EQ(t.f.dir.Read("temp.txt"),
-              t.Log(0, t.frames.size()) +
-                  "Normal end.\r\nProcess FDATABASE\r\nOK Process FDATABASE  " +
-                  std::to_string(c.pending) + "\r\n");
+              c.log ? t.Log(0, t.frames.size()) + end + std::to_string(c.pending) + "\r\n" : "");
     EXPECT_TRUE(t.f.link.Transfer(c.path).ImageText.empty());
   }
 }
 
-TEST(TransferTest, EachPathGathersItsOwnImage) {
-  Transfer t;
-  t.Tcp(t.frames[0]);
-  for (const auto& fr : t.frames)
-    t.Send(FeedPath::kUdp, fr);
-  for (size_t k = 1; k < t.frames.size(); ++k)
-    t.Tcp(t.frames[k]);
-  EXPECT_EQ(t.f.decoders.images, (std::vector<ByteString>{t.image, t.image}));
-}
-
-TEST(TransferTest, PiecesWithoutAFirstDoNothingAndAFirstStartsOver) {
+// Pieces count from a first piece, which starts over; each path gathers its own image.
+TEST(TransferTest, EachPathGathersFromItsNewestFirstPiece) {
   Transfer t;
   t.Tcp(t.frames[1]);
   t.Tcp(t.frames.back());
   EXPECT_FALSE(TempDir::Exists(t.f.dir.File("temp.txt")));
   t.Tcp(t.frames[0]);
   t.Tcp(t.frames[1]);
+  t.Tcp(t.frames[0]);
   for (const auto& fr : t.frames)
-    t.Tcp(fr);
-  EXPECT_EQ(t.f.decoders.images, std::vector<ByteString>{t.image});
-  EXPECT_EQ(t.f.dir.Read("temp.txt").rfind(t.Log(0, 3), 0), 0u);  // the newest transfer only
+    t.Send(FeedPath::kUdp, fr);
+  for (size_t k = 1; k < t.frames.size(); ++k)
+    t.Tcp(t.frames[k]);
+  EXPECT_EQ(t.f.decoders.images, (std::vector<ByteString>{t.image, t.image}));
 }
 
 TEST(TransferTest, RetryAfterAMinuteDropsTheTransferAndAsksAgain) {
@@ -147,49 +142,6 @@ TEST(TransferTest, RetryComesOnlyAfterTheMinuteOnFramesThatReachItsStep) {
   t.Tcp(StatusPacket(6));
   EXPECT_EQ(t.f.tcp.sent,
             (std::vector<ByteString>{kImageRequest, kImageDone, kImageDone, kImageRequest}));
-}
-
-TEST(TransferTest, AnUnwritableLogChangesNothing) {
-  Transfer t;
-  t.f.settings.DataFolder = t.f.dir.path() + "no/such/folder/";
-  for (const auto& fr : t.frames)
-    t.Tcp(fr);
-  EXPECT_EQ(t.f.decoders.images, std::vector<ByteString>{t.image});
-  EXPECT_EQ(t.f.link.DatabasePending, 0);
-}
-
-// The feeder's own database behind the link: it takes the image or refuses it, and says why.
-TEST(FeederImageTest, TheDatabaseTakesOrRefusesTheImage) {
-  const ByteString image = WriteImage(TestImageLayout());
-  const struct {
-    double version;
-    size_t cut;
-    int16_t pending;
-    int databases;
-    std::string shown;
-  } cases[] = {
-      {151191553, 0, 0, 2, "Mensagem: END SEC TYPES \n"},
-      {151191554, 0, 1, 0, "message: diferente database\n"},
-      {151191553, 30, 1, 0, "Mensagem: Database image refused - "},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.shown);
-    TempDir dir;
-    FeederFixture f;
-    MemoryFile log;
-    ConsoleLog view(log.file());
-    f.frm.SetView(&view);
-    f.bas.settings().DataFolder = dir.path();
-    f.tcp.RaiseConnect();
-    f.bas.Link().FeedVerified = 1;
-    f.bas.Link().VersionValue = c.version;
-    f.bas.Link().MarkImagePending();
-    for (const auto& fr : CutImageIntoFrames(image.substr(0, image.size() - c.cut), 100))
-      f.bas.Link().ProcessPacketTCP(fr);
-    EXPECT_EQ(f.bas.Link().DatabasePending, c.pending);
-    EXPECT_EQ(f.bas.Database().DatabaseCount(), c.databases);
-    EXPECT_NE(log.Take().find(c.shown), std::string::npos);
-  }
 }
 
 }  // namespace

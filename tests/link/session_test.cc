@@ -10,7 +10,6 @@
 #include <tuple>
 
 #include "platform/posix_socket.h"
-#include "tests/support/feeder_fixture.h"
 #include "tests/support/link_fixture.h"
 #include "tools/imagegen/frame_writer.h"
 
@@ -132,64 +131,6 @@ TEST(SessionLoopbackTest, EachStartConnectsAndSendsItsRequests) {
     EXPECT_EQ(got, kTest + kReset + kImage1);
   }
   close(listener);
-}
-
-// The form over a whole feeder: its settings file, boxes and buttons drive the link.
-TEST(FormTest, SettingsFileBoxesAndButtons) {
-  TempDir dir;
-  FeederFixture f;
-  MemoryFile log;
-  ConsoleLog view(log.file());
-  f.frm.SetView(&view);
-  f.bas.settings().DataFolder = dir.path();
-  f.tcp.loop = &f.loop;
-  f.tcp.connect_delay_ms = 0;
-  f.frm.Load();  // the first run: default settings and version are written, shown and used
-  EXPECT_EQ(dir.Read("QUOTLINKINFO.DAT"), "127.0.0.1\r\n21560\r\n20547\r\n");
-  EXPECT_EQ(dir.Read("DTN.ini"), "[DATABASE]\r\nINFORMATION=&H09030001\r\n");
-  EXPECT_EQ(
-      std::tuple(f.frm.DTNIPT.Caption(), f.frm.DTNPORTT.Caption(), f.frm.LOCALPORTT.Caption(),
-                 f.udp.RemoteHost(), f.udp.RemotePort(), f.udp.LocalPort(), f.tcp.LocalPort()),
-      std::tuple("127.0.0.1"s, "21560"s, "20547"s, "127.0.0.1"s, 21560, 20547, 0));
-  EXPECT_TRUE(f.frm.visible());
-  EXPECT_EQ(f.tcp.sent, (std::vector<ByteString>{kTest, kReset, kImage1}));
-  EXPECT_NE(log.Take().find("Mensagem: Packets TCP/UDP = 0 , 0\n"), std::string::npos);  // Timer1
-
-  // Restart with a port that isn't a whole 32-bit number changes nothing.
-  for (const char* which : {"DTN PORT", "LOCAL PORT"}) {
-    f.frm.DTNPORTT.SetCaption(which[0] == 'D' ? "abc" : "7000");
-    f.frm.LOCALPORTT.SetCaption(which[0] == 'D' ? "7001" : "4294967296");
-    f.frm.Command2_Click();
-    EXPECT_EQ(log.Take(), "message: " + std::string(which) +
-                              " must be a whole number from -2147483648 to 2147483647; nothing "
-                              "changed.\n");
-  }
-  EXPECT_EQ(f.tcp.sent.size(), 3u);
-  EXPECT_EQ(dir.Read("QUOTLINKINFO.DAT"), "127.0.0.1\r\n21560\r\n20547\r\n");
-
-  // Restart saves the boxes before any socket closes, then starts over on them.
-  f.frm.DTNIPT.SetCaption("127.0.0.2");
-  f.frm.DTNPORTT.SetCaption(" 7000 ");
-  f.frm.LOCALPORTT.SetCaption("7001");
-  std::string file_at_first_close = "none";
-  for (FakeSocket* s : {&f.tcp, &f.udp}) {
-    s->on_call = [&](const std::string& call) {
-      if (call == "Close" && file_at_first_close == "none") {
-        file_at_first_close = dir.Read("QUOTLINKINFO.DAT");
-      }
-    };
-  }
-  f.frm.Command2_Click();
-  EXPECT_EQ(file_at_first_close, "127.0.0.2\r\n 7000 \r\n 7001 \r\n");
-  EXPECT_EQ(std::tuple(f.tcp.RemoteHost(), f.tcp.RemotePort(), f.udp.LocalPort()),
-            std::tuple("127.0.0.2"s, 7000, 7001));
-  EXPECT_EQ(f.tcp.sent.size(), 6u);
-
-  dir.Write("QUOTLINKINFO.DAT", "");
-  f.frm.Unload();
-  EXPECT_TRUE(f.bas.ended());
-  EXPECT_TRUE(f.bas.Link().stopped());
-  EXPECT_EQ(dir.Read("QUOTLINKINFO.DAT"), "127.0.0.2\r\n 7000 \r\n 7001 \r\n");
 }
 
 }  // namespace
