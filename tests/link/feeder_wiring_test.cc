@@ -46,21 +46,18 @@ TEST(FormTest, SettingsFileBoxesAndButtons) {
   EXPECT_NE(log.Take().find("Mensagem: Packets TCP/UDP = 0 , 0\n"), std::string::npos);  // Timer1
 
   // Restart with a port that isn't a whole 32-bit number changes nothing.
-  for (const char* which : {"DTN PORT", "LOCAL PORT"}) {
-    f.frm.DTNPORTT.SetCaption(which[0] == 'D' ? "abc" : "7000");
-    f.frm.LOCALPORTT.SetCaption(which[0] == 'D' ? "7001" : "4294967296");
-    f.frm.Command2_Click();
-    EXPECT_EQ(log.Take(), "message: " + std::string(which) +
-                              " must be a whole number from -2147483648 to 2147483647; nothing "
-                              "changed.\n");
-  }
-  EXPECT_EQ(f.tcp.sent.size(), 3u);  // nothing restarted
+  f.frm.DTNPORTT.SetCaption("abc");
+  f.frm.Command2_Click();
+  EXPECT_EQ(log.Take(),
+            "message: DTN PORT must be a whole number from -2147483648 to 2147483647; nothing "
+            "changed.\n");
+  EXPECT_EQ(f.tcp.sent.size(), 3u);
   EXPECT_EQ(dir.Read("QUOTLINKINFO.DAT"), "127.0.0.1\r\n21560\r\n20547\r\n");
 
   // Restart saves the boxes before any socket closes, then starts over on them.
   f.frm.DTNIPT.SetCaption("127.0.0.2");
   f.frm.DTNPORTT.SetCaption(" 7000 ");
-  f.frm.LOCALPORTT.SetCaption("7001");
+  f.frm.LOCALPORTT.SetCaption("7001 ");
   std::string file_at_first_close = "none";
   for (FakeSocket* s : {&f.tcp, &f.udp}) {
     s->on_call = [&](const std::string& call) {

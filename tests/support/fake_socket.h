@@ -35,7 +35,6 @@ class FakeSocket : public Socket {
     connected_ = true;
     if (on_connect) on_connect();
   }
-  bool HasQueued() const { return !incoming_.empty(); }
 
   Protocol protocol() const { return protocol_; }
   bool bound() const { return bound_; }
