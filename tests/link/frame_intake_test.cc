@@ -54,6 +54,7 @@ TEST(IntakeTest, ResynchronisationStallsAndTheLimit) {
     int beeps;
   } cases[] = {
       {"garbage in front of a marker goes", {"abc" + kA}, {kA}, "", 0},
+      {"also behind a cut frame", {kA + "q", kB}, {kA, kB}, "", 0},
       {"under 8 bytes decide nothing", {kA.substr(0, 7)}, {}, kA.substr(0, 7), 0},
       {"an incomplete frame waits", {kA.substr(0, 12)}, {}, kA.substr(0, 12), 0},
       {"L = 0 drops 8 bytes, ends the pass", {empty + kA}, {}, ByteString(2, 0) + kA, 0},
