@@ -24,6 +24,7 @@ TEST(NumberToBytesTest, GivesFourBytesMostSignificantFirst) {
       {4294967295.0, "\xFF\xFF\xFF\xFF"},
       {151191553, "\x09\x03\x00\x01"s},  // the default image version, &H09030001
       {65535, "\0\0\xFF\xFF"s},
+      {256, "\0\0\x01\0"s},
       // Outside the defined range: clamped, never undefined.
       {-1, "\0\0\0\0"s},
       {4294967296.0, "\xFF\xFF\xFF\xFF"},
