@@ -2,161 +2,146 @@
 
 #include <gtest/gtest.h>
 
-#include "link/packet_dispatch.h"
-#include "tests/support/feeder_fixture.h"
-#include "tests/support/quote_feeder.h"
-#include "tests/support/temp_dir.h"
+#include "tests/support/link_fixture.h"
 #include "tools/imagegen/frame_writer.h"
 #include "tools/imagegen/image_writer.h"
 
 namespace quotlink {
 namespace {
 
-struct TransferTest : ::testing::Test {
-  TempDir dir;
-  FeederFixture f;
-  ByteString image = WriteImage(TestImageLayout());
+using std::string_literals::operator""s;
+
+const ByteString kImageDone = "D\x0D\0\0\0\x64\0\0"s;
+const ByteString kImageRequest = "D\x05\x09\x03\0\x01\0\0"s;
+
+ByteString SomeImage() {
+  ByteString image;
+  for (int i = 0; i < 350; ++i)
+    image.push_back(static_cast<char>(i % 251));  // markers and zero bytes among the rest
+  return image;
+}
+
+// A connected, verified link that has just asked for the image &H09030001.
+struct Transfer {
+  LinkFixture f;
+  ByteString image = SomeImage();
   std::vector<ByteString> frames = CutImageIntoFrames(image, 100);
 
-  TransferTest() {
-    f.bas.settings().DataFolder = dir.path();
-    f.bas.Link().VersionValue = 151191553;  // &H09030001
-    f.bas.Link().FeedVerified = 1;
+  Transfer() {
     f.tcp.RaiseConnect();
-    Pending();
+    f.link.FeedVerified = 1;
+    f.link.VersionValue = 151191553;
+    f.link.MarkImagePending();
   }
-  // As a session start leaves it: the image asked for now.
-  void Pending() { f.bas.Link().MarkImagePending(); }
-  void Tcp(ByteView frame) { f.bas.Link().ProcessPacketTCP(frame); }
-  std::vector<int> Requests() const {
-    std::vector<int> codes;
-    for (const auto& s : f.tcp.sent)
-      codes.push_back(static_cast<uint8_t>(s[1]));
-    return codes;
+  void Send(FeedPath path, ByteView frame) {
+    path == FeedPath::kTcp ? f.link.ProcessPacketTCP(frame) : f.link.ProcessPacketUDP(frame);
+  }
+  void Tcp(ByteView frame) { Send(FeedPath::kTcp, frame); }
+  std::string Log(size_t from, size_t to) const {
+    std::string log;
+    for (size_t k = from; k < to; ++k)
+      log += frames[k] + "\r\n";
+    return log;
   }
 };
 
-TEST_F(TransferTest, WholeTransferParsesLogsAndEnablesQuotes) {
-  ASSERT_GT(frames.size(), 3u);
-  f.bas.Link().TcpPacketCount = 40;
-  for (const auto& fr : frames)
-    Tcp(fr);
-  EXPECT_EQ(f.bas.Link().DatabasePending, 0);
-  EXPECT_EQ(f.bas.Link().QuotesEnabled, 1);
-  EXPECT_EQ(f.frm.ComunicationOK, 1);
-  EXPECT_EQ(f.frm.Info1.Caption(), "Database OK.");
-  EXPECT_EQ(f.bas.Link().TcpPacketCount, 0);
-  EXPECT_EQ(Requests(), std::vector<int>{13});
-  EXPECT_EQ(f.bas.Database().DatabaseCount(), 2);
-  EXPECT_EQ(f.view.Count("Mensagem: END SEC TYPES "), 1);
-  ByteString want;
-  for (const auto& fr : frames)
-    want += fr + "\r\n";
-  want += "Normal end.\r\nProcess FDATABASE\r\nOK Process FDATABASE  0\r\n";
-  EXPECT_EQ(dir.Read("temp.txt"), want);
-  EXPECT_TRUE(f.bas.Link().Transfer(FeedPath::kTcp).ImageText.empty());
+// The whole transfer on either path, the image taken or refused, the log written or not.
+TEST(TransferTest, WholeTransferHandsTheImageUpLogsItAndAnswers) {
+  const struct {
+    FeedPath path;
+    bool accept, log;
+    int16_t pending;
+  } cases[] = {{FeedPath::kTcp, true, true, 0},
+               {FeedPath::kTcp, false, true, 1},
+               {FeedPath::kUdp, true, true, 0},
+               {FeedPath::kTcp, true, false, 0}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(&c - cases);
+    Transfer t;
+    t.f.decoders.accept = c.accept;
+    if (!c.log) t.f.settings.DataFolder += "no/such/folder/";
+    t.f.link.PacketCount(c.path) = 40;
+    for (const auto& fr : t.frames)
+      t.Send(c.path, fr);
+    EXPECT_EQ(t.f.decoders.images, std::vector<ByteString>{t.image});
+    EXPECT_EQ(t.f.decoders.versions, std::vector<ByteString>{"\x09\x03\0\x01"s});
+    EXPECT_EQ(t.f.link.DatabasePending, c.pending);
+    EXPECT_EQ(t.f.link.QuotesEnabled, 1);  // a refused image is muted by the pending flag alone
+    EXPECT_EQ(t.f.console.ComunicationOK, 1);
+    EXPECT_EQ(t.f.console.Info1.Caption(), "Database OK.");
+    EXPECT_EQ(t.f.link.PacketCount(c.path), 0);
+    EXPECT_EQ(t.f.tcp.sent, std::vector<ByteString>{kImageDone});
+    const std::string end = "Normal end.\r\nProcess FDATABASE\r\nOK Process FDATABASE  ";
+    EXPECT_EQ(t.f.dir.Read("temp.txt"),
+              c.log ? t.Log(0, t.frames.size()) + end + std::to_string(c.pending) + "\r\n" : "");
+    EXPECT_TRUE(t.f.link.Transfer(c.path).ImageText.empty());
+  }
 }
 
-TEST_F(TransferTest, WrongVersionIsRefusedAndTheOldDatabaseStays) {
-  f.bas.Link().VersionValue = 151191554;  // asks for 09 03 00 02
-  for (const auto& fr : frames)
-    Tcp(fr);
-  EXPECT_EQ(f.bas.Link().DatabasePending, 1);
-  EXPECT_EQ(f.bas.Link().QuotesEnabled, 1);  // muted by the pending flag alone
-  EXPECT_EQ(f.view.Count("message: diferente database"), 1);
-  EXPECT_EQ(f.bas.Database().DatabaseCount(), 0);
-  EXPECT_EQ(Requests(), std::vector<int>{13});
-  EXPECT_NE(dir.Read("temp.txt").find("OK Process FDATABASE  1\r\n"), std::string::npos);
+// Pieces count from a first piece, which starts over; each path gathers its own image.
+TEST(TransferTest, EachPathGathersFromItsNewestFirstPiece) {
+  Transfer t;
+  t.Tcp(t.frames[1]);
+  t.Tcp(t.frames.back());
+  EXPECT_FALSE(TempDir::Exists(t.f.dir.File("temp.txt")));
+  t.Tcp(t.frames[0]);
+  t.Tcp(t.frames[1]);
+  t.Tcp(t.frames[0]);
+  for (const auto& fr : t.frames)
+    t.Send(FeedPath::kUdp, fr);
+  for (size_t k = 1; k < t.frames.size(); ++k)
+    t.Tcp(t.frames[k]);
+  EXPECT_EQ(t.f.decoders.images, (std::vector<ByteString>{t.image, t.image}));
 }
 
-TEST_F(TransferTest, TruncatedImageIsRefusedWholeAndAskedAgain) {
-  ByteString cut = image.substr(0, image.size() - 30);
-  for (const auto& fr : CutImageIntoFrames(cut, 100))
-    Tcp(fr);
-  EXPECT_EQ(f.bas.Link().DatabasePending, 1);
-  EXPECT_EQ(f.bas.Database().DatabaseCount(), 0);
-  EXPECT_EQ(f.frm.Mensagem.Caption().rfind("Database image refused - ", 0), 0u);
+TEST(TransferTest, RetryAfterAMinuteDropsTheTransferAndAsksAgain) {
+  Transfer t;
+  t.Tcp(t.frames[0]);
+  t.f.clock.Advance(60001);
+  t.f.link.TcpPacketCount = 40;
+  t.f.log.Take();
+  t.Tcp(t.frames[1]);  // appended and logged, then the same frame fires the retry
+  EXPECT_EQ(t.f.log.Take(), "Info1: Trying new download\n");
+  EXPECT_EQ(t.f.tcp.sent, std::vector<ByteString>{kImageRequest});
+  EXPECT_EQ(t.f.link.TcpPacketCount, 0);
+  EXPECT_EQ(t.f.link.DatabaseRequestTime, t.f.clock.Now());
+  EXPECT_EQ(t.f.dir.Read("temp.txt"), t.Log(0, 2));
+  // The rest of the dropped transfer is ignored; a new one goes through.
+  for (size_t k = 2; k < t.frames.size(); ++k)
+    t.Tcp(t.frames[k]);
+  EXPECT_TRUE(t.f.decoders.images.empty());
+  for (const auto& fr : t.frames)
+    t.Tcp(fr);
+  EXPECT_EQ(t.f.decoders.images, std::vector<ByteString>{t.image});
 }
 
-TEST_F(TransferTest, PiecesWithoutAFirstDoNothingAndAFirstStartsOver) {
-  Tcp(frames[1]);
-  Tcp(frames.back());
-  EXPECT_EQ(f.bas.Link().DatabasePending, 1);
-  EXPECT_FALSE(dir.Exists(dir.File("temp.txt")));
-  // A first piece in the middle of a transfer restarts the image and the log.
-  Tcp(frames[0]);
-  Tcp(frames[1]);
-  for (const auto& fr : frames)
-    Tcp(fr);
-  EXPECT_EQ(f.bas.Link().DatabasePending, 0);
-  EXPECT_EQ(dir.Read("temp.txt").rfind(frames[0] + "\r\n" + frames[1] + "\r\n" + frames[2], 0), 0u);
-}
-
-TEST_F(TransferTest, UdpHasItsOwnTransfer) {
-  f.bas.Link().DatabasePending = 0;
-  f.bas.Link().UdpPacketCount = 9;
-  for (const auto& fr : frames)
-    f.bas.Link().ProcessPacketUDP(fr);
-  EXPECT_EQ(f.bas.Link().QuotesEnabled, 1);
-  EXPECT_EQ(f.bas.Link().UdpPacketCount, 0);
-  EXPECT_EQ(Requests(), std::vector<int>{13});
-}
-
-TEST_F(TransferTest, RetryAfterAMinuteDropsTheTransferAndAsksAgain) {
-  Tcp(frames[0]);
-  f.clock.Advance(61000);
-  f.bas.Link().TcpPacketCount = 0;
-  Tcp(frames[1]);  // appended and logged, then the same frame fires the retry
-  EXPECT_EQ(f.bas.Link().Transfer(FeedPath::kTcp).TraceFile, 0);
-  EXPECT_EQ(f.frm.Info1.Caption(), "Trying new download");
-  EXPECT_EQ(Requests(), std::vector<int>{5});
-  EXPECT_EQ(f.tcp.sent[0], ByteString("D\x05\x09\x03\x00\x01\0\0", 8));
-  EXPECT_EQ(f.bas.Link().TcpPacketCount, 0);
-  EXPECT_EQ(dir.Read("temp.txt"), frames[0] + "\r\n" + frames[1] + "\r\n");
-  // Later pieces of the dropped transfer are ignored; the new one works.
-  for (size_t k = 2; k < frames.size(); ++k)
-    Tcp(frames[k]);
-  EXPECT_EQ(f.bas.Link().DatabasePending, 1);
-  for (const auto& fr : frames)
-    Tcp(fr);
-  EXPECT_EQ(f.bas.Link().DatabasePending, 0);
-}
-
-TEST_F(TransferTest, LateButGoodEndFrameIsStillGood) {
-  for (size_t k = 0; k + 1 < frames.size(); ++k)
-    Tcp(frames[k]);
-  f.clock.Advance(59000);
-  Tcp(frames.back());
-  EXPECT_EQ(f.bas.Link().DatabasePending, 0);
-  f.clock.Advance(120000);
-  Tcp(StatusPacket(5));
-  EXPECT_EQ(Requests(), std::vector<int>{13});  // no retry once the image has ended
-}
-
-TEST_F(TransferTest, RetryOnlyOnFramesThatReachItsStep) {
-  f.clock.Advance(61000);
-  f.bas.Link().QuotesEnabled = 1;
-  Tcp(BuildFrame(20, "quotes"));  // stopped before the retry
-  Tcp(BuildFrame(34, "marker"));  // stopped before the retry on TCP
-  EXPECT_TRUE(f.tcp.sent.empty());
-  Tcp(BuildFrame(28, "record"));  // reaches it
-  EXPECT_EQ(Requests(), std::vector<int>{5});
-  // After a refused image a frame more than a minute after the last request fires at once.
-  f.bas.Link().VersionValue = 1;
-  for (const auto& fr : frames)
-    Tcp(fr);
-  EXPECT_EQ(Requests(), (std::vector<int>{5, 13}));
-  f.clock.Advance(61000);
-  Tcp(StatusPacket(6));
-  EXPECT_EQ(Requests(), (std::vector<int>{5, 13, 5}));
-}
-
-TEST_F(TransferTest, AnUnwritableLogChangesNothing) {
-  f.bas.settings().DataFolder = dir.path() + "no/such/folder/";
-  for (const auto& fr : frames)
-    Tcp(fr);
-  EXPECT_EQ(f.bas.Link().DatabasePending, 0);
-  EXPECT_EQ(f.bas.Database().DatabaseCount(), 2);
+TEST(TransferTest, RetryComesOnlyAfterTheMinuteOnFramesThatReachItsStep) {
+  Transfer t;
+  t.f.link.QuotesEnabled = 1;
+  t.f.clock.Advance(60000);
+  t.Tcp(StatusPacket(6));  // a minute exactly: not yet
+  t.f.clock.Advance(1);
+  t.Tcp(BuildFrame(20, "quotes"));  // stopped before the retry
+  t.Tcp(BuildFrame(34, "marker"));  // stopped before the retry on TCP
+  EXPECT_TRUE(t.f.tcp.sent.empty());
+  t.Tcp(BuildFrame(28, "record"));
+  EXPECT_EQ(t.f.tcp.sent, std::vector<ByteString>{kImageRequest});
+  // A late end frame still ends the image: no retry once it has.
+  for (size_t k = 0; k + 1 < t.frames.size(); ++k)
+    t.Tcp(t.frames[k]);
+  t.f.clock.Advance(61000);
+  t.Tcp(t.frames.back());
+  t.f.clock.Advance(61000);
+  t.Tcp(StatusPacket(6));
+  EXPECT_EQ(t.f.tcp.sent, (std::vector<ByteString>{kImageRequest, kImageDone}));
+  // A refused image stays pending: the first frame a minute after the last request (here its
+  // own end frame) asks again.
+  t.f.decoders.accept = false;
+  for (const auto& fr : t.frames)
+    t.Tcp(fr);
+  t.Tcp(StatusPacket(6));
+  EXPECT_EQ(t.f.tcp.sent,
+            (std::vector<ByteString>{kImageRequest, kImageDone, kImageDone, kImageRequest}));
 }
 
 }  // namespace

@@ -1,215 +1,137 @@
 #include "link/session.h"
 
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
-#include "link/feed_requests.h"
+#include <cstdio>
+#include <tuple>
+
 #include "platform/posix_socket.h"
-#include "tests/support/feeder_fixture.h"
-#include "tests/support/scripted_feed.h"
-#include "tests/support/temp_dir.h"
+#include "tests/support/link_fixture.h"
 #include "tools/imagegen/frame_writer.h"
 
 namespace quotlink {
 namespace {
 
-ByteString Request(int code, ByteView data) {
-  ByteString r("D");
-  r.push_back(static_cast<char>(code));
-  r.append(data);
-  r.append(2, '\0');
-  return r;
-}
-const ByteString k100("\0\0\0\x64", 4);
+using std::string_literals::operator""s;
 
-struct SessionTest : ::testing::Test {
-  TempDir dir;
-  FeederFixture f;
+const ByteString kTest = "D\x0E\0\0\0\x64\0\0"s;
+const ByteString kReset = "D\x1C\0\0\0\x64\0\0"s;
+const ByteString kImage1 = "D\x05\x09\x03\0\x01\0\0"s;  // the default version, &H09030001
+const ByteString kImage2 = "D\x05\x09\x03\0\x02\0\0"s;
+const std::string kIni = "; the feed's image\r\n[DATABASE]\r\nINFORMATION=&H09030002\r\n";
+
+// A link whose feed connects 10 ms after the Connect and answers the watch list reset at once;
+// a status frame comes in on UDP one second into the start. Requests show in the log.
+struct Session {
+  LinkFixture f;
   bool answer_reset = true;
 
-  SessionTest() {
-    f.bas.settings().DataFolder = dir.path();
+  Session() {
+    f.dir.Write("DTN.ini", kIni);
     f.tcp.loop = &f.loop;
     f.tcp.connect_delay_ms = 10;
     f.tcp.on_sent = [this](ByteView r) {
-      if (answer_reset && RequestCode(r) == 28) f.tcp.Arrive(StatusPacket(12));
+      std::fprintf(f.log.file(), "sent %d%s\n", r[1], f.link.FeedVerified ? "" : " unverified");
+      if (answer_reset && r[1] == 28) f.tcp.Arrive(StatusPacket(12));
     };
+    f.At(1000, [this] { f.udp.Arrive(StatusPacket(5)); });
   }
-  int64_t Load() {
-    const int64_t start = f.clock.MonotonicMs();
-    f.frm.Load();
-    return f.clock.MonotonicMs() - start;
+  // The log, then the flags set: 'v' verified, 'p' image pending, 'q' quotes enabled.
+  std::string Out() {
+    return f.log.Take() + (f.link.FeedVerified ? "v" : "") + (f.link.DatabasePending ? "p" : "") +
+           (f.link.QuotesEnabled ? "q" : "");
   }
-  static int RequestCode(ByteView r) { return r.size() == 8 ? static_cast<uint8_t>(r[1]) : -1; }
 };
 
-TEST_F(SessionTest, AnsweredResetTakesALittleOverThreeSeconds) {
-  const int64_t ms = Load();
-  EXPECT_GE(ms, 3000);
-  EXPECT_LT(ms, 3100);
-  EXPECT_EQ(f.tcp.sent, (std::vector<ByteString>{Request(14, k100), Request(28, k100),
-                                                 Request(5, ByteView("\x09\x03\0\x01", 4))}));
-  EXPECT_EQ(f.bas.Link().FeedVerified, 1);
-  EXPECT_EQ(f.bas.Link().DatabasePending, 1);
-  EXPECT_EQ(f.bas.Link().QuotesEnabled, 0);
-  EXPECT_EQ(f.frm.Info1.Caption(), "Reading databases information.");
-  EXPECT_EQ(f.view.Count("Info1: Reseting Watch List."), 1);
-  EXPECT_NEAR(f.bas.Link().DatabaseRequestTime, f.clock.Now(), 1e-9);
-  EXPECT_TRUE(f.udp.bound());
-  EXPECT_TRUE(f.frm.visible());
-}
-
-TEST_F(SessionTest, UnansweredResetWaitsFiveSecondsMore) {
-  answer_reset = false;
-  const int64_t ms = Load();
-  EXPECT_GE(ms, 8010);
-  EXPECT_LT(ms, 8100);
-  EXPECT_EQ(f.tcp.sent.size(), 3u);
-}
-
-TEST_F(SessionTest, NoServerEndsAfterEighteenSecondsWithTheMessage) {
-  f.tcp.connect_delay_ms = -1;
-  const int64_t ms = Load();
-  EXPECT_GE(ms, 18000);
-  EXPECT_LT(ms, 18100);
-  EXPECT_EQ(f.view.Count("message: CANNOT CONNECT WITH TCP ADDRESS"), 1);
-  EXPECT_TRUE(f.tcp.sent.empty());
-  EXPECT_EQ(f.bas.Link().FeedVerified, 0);
-  // The console goes on: the timer ran meanwhile, and UDP frames are counted.
-  EXPECT_EQ(f.frm.Mensagem.Caption(), "Packets TCP/UDP = 0 , 0");
-  f.udp.Arrive(TestPacket());
-  EXPECT_EQ(f.bas.Link().FeedVerified, 1);
-  EXPECT_EQ(f.frm.Mensagem.Caption(), "Packets TCP/UDP = 0 , 1");
-}
-
-TEST_F(SessionTest, GreetingGoesOutBeforeTheFeedCountsAsVerified) {
-  std::vector<int16_t> verified_at_send;
-  auto answer = f.tcp.on_sent;
-  f.tcp.on_sent = [&](ByteView r) {
-    verified_at_send.push_back(f.bas.Link().FeedVerified);
-    answer(r);
+TEST(SessionTest, TheThreeWaits) {
+  const std::string udp = "Mensagem: Packets TCP/UDP = 0 , 1\nPicture1: red\n";
+  const std::string dialogue = udp + "sent 14 unverified\nInfo1: Reseting Watch List.\nsent 28\n" +
+                               "Info1: Reading databases information.\nsent 5\n";
+  const struct {
+    int connect_delay_ms;
+    bool answer_reset;
+    int64_t ms;  // what the start takes, give or take 100 ms
+    std::string out;
+  } cases[] = {
+      {10, true, 3000, dialogue + "vp"},
+      {10, false, 8010, dialogue + "vp"},
+      {-1, false, 18000, udp + "message: CANNOT CONNECT WITH TCP ADDRESS\nq"},
   };
-  Load();
-  EXPECT_EQ(verified_at_send, (std::vector<int16_t>{0, 1, 1}));
-}
-
-TEST_F(SessionTest, VersionComesFromDtnIniUnchangedOrTheDefaultIsWritten) {
-  dir.Write("DTN.ini", "; the feed's image\r\n[DATABASE]\r\nINFORMATION=&H09030002\r\n");
-  Load();
-  EXPECT_EQ(f.bas.Link().DatabaseVersion, "&H09030002");
-  EXPECT_EQ(f.tcp.sent.back(), Request(5, ByteView("\x09\x03\0\x02", 4)));
-  EXPECT_EQ(dir.Read("DTN.ini"), "; the feed's image\r\n[DATABASE]\r\nINFORMATION=&H09030002\r\n");
-
-  TempDir other;
-  FeederFixture g;
-  g.bas.settings().DataFolder = other.path();
-  g.tcp.loop = &g.loop;
-  g.tcp.connect_delay_ms = 0;
-  g.frm.Load();
-  EXPECT_EQ(g.bas.Link().DatabaseVersion, "&H09030001");
-  EXPECT_NE(other.Read("DTN.ini").find("&H09030001"), std::string::npos);
-}
-
-TEST_F(SessionTest, FirstRunWritesDefaultSettingsAndShowsThem) {
-  Load();
-  EXPECT_EQ(dir.Read("QUOTLINKINFO.DAT"), "127.0.0.1\r\n21560\r\n20547\r\n");
-  EXPECT_EQ(f.frm.DTNIPT.Caption(), "127.0.0.1");
-  EXPECT_EQ(f.frm.DTNPORTT.Caption(), "21560");
-  EXPECT_EQ(f.frm.LOCALPORTT.Caption(), "20547");
-  EXPECT_EQ(f.udp.LocalPort(), 20547);
-  EXPECT_EQ(f.tcp.RemotePort(), 21560);
-  EXPECT_EQ(f.tcp.LocalPort(), 0);
-}
-
-TEST_F(SessionTest, RestartWritesTheSettingsBeforeAnySocketCloses) {
-  Load();
-  f.frm.DTNIPT.SetCaption("127.0.0.2");
-  f.frm.DTNPORTT.SetCaption(" 7000 ");
-  f.frm.LOCALPORTT.SetCaption("7001");
-  std::string file_at_first_close;
-  f.udp.on_call = [&](const std::string& call) {
-    if (call == "Close" && file_at_first_close.empty()) {
-      file_at_first_close = dir.Read("QUOTLINKINFO.DAT");
+  for (const auto& c : cases) {
+    Session t;
+    t.f.tcp.connect_delay_ms = c.connect_delay_ms;
+    t.answer_reset = c.answer_reset;
+    t.f.link.TcpConnected = 1;  // left from an earlier session
+    t.f.link.QuotesEnabled = 1;
+    t.f.link.StartSession();
+    EXPECT_NEAR(t.f.clock.MonotonicMs(), c.ms + 50, 50);
+    EXPECT_TRUE(t.f.udp.bound());
+    EXPECT_EQ(t.Out(), c.out);
+    if (t.f.link.DatabasePending) {
+      EXPECT_EQ(t.f.tcp.sent.back(), kImage2);
+      EXPECT_EQ(t.f.link.DatabaseRequestTime, t.f.clock.Now());
     }
-  };
-  f.tcp.sent.clear();
-  f.frm.Command2_Click();
-  EXPECT_EQ(file_at_first_close, "127.0.0.2\r\n 7000 \r\n 7001 \r\n");
-  EXPECT_EQ(f.tcp.RemoteHost(), "127.0.0.2");
-  EXPECT_EQ(f.udp.LocalPort(), 7001);
-  EXPECT_EQ(f.tcp.sent.size(), 3u);
-}
-
-TEST_F(SessionTest, RestartRefusesPortsThatAreNotWhole32BitNumbers) {
-  Load();
-  const std::string before = dir.Read("QUOTLINKINFO.DAT");
-  for (const char* bad : {"", "abc", "12x", "4294967296", "99999999999"}) {
-    f.frm.DTNPORTT.SetCaption(bad);
-    f.tcp.sent.clear();
-    f.frm.Command2_Click();
-    EXPECT_TRUE(f.tcp.sent.empty()) << bad;
-    EXPECT_EQ(f.bas.settings().FeedPort, 21560) << bad;
-    EXPECT_EQ(dir.Read("QUOTLINKINFO.DAT"), before) << bad;
   }
-  EXPECT_EQ(f.frm.modal_messages().size(), 5u);
 }
 
-TEST_F(SessionTest, RestartDuringTheWaitsOfARunningStartLetsTheNewerOneWin) {
-  // "Restart" is pressed one second into the bind wait of the first start, through the pump.
-  int clicks = 0;
-  int timer = 0;
-  timer = f.loop.AddTimer(1000, [&] {
-    f.loop.RemoveTimer(timer);
-    ++clicks;
-    f.frm.Command2_Click();
-  });
-  Load();
-  EXPECT_EQ(clicks, 1);
-  // One whole sequence on the wire, that of the newer start.
-  EXPECT_EQ(f.tcp.sent, (std::vector<ByteString>{Request(14, k100), Request(28, k100),
-                                                 Request(5, ByteView("\x09\x03\0\x01", 4))}));
-  EXPECT_EQ(f.bas.Link().DatabasePending, 1);
-  EXPECT_TRUE(f.view.lines.end() == std::find(f.view.lines.begin(), f.view.lines.end(),
-                                              "message: CANNOT CONNECT WITH TCP ADDRESS"));
+// Another start, or the end of the feeder, reached through the pump of a running start's waits.
+TEST(SessionTest, OnlyTheNewestStartGoesOn) {
+  const struct {
+    int at_ms;
+    bool stop;
+    std::vector<int> requests;
+    std::string flags;
+  } cases[] = {
+      {1000, false, {14, 28, 5}, "vp"},          // restart in the bind wait
+      {5000, false, {14, 28, 14, 28, 5}, "vp"},  // restart in the reset wait
+      {1000, true, {}, ""},                      // the feeder ends in the bind wait
+  };
+  for (const auto& c : cases) {
+    Session t;
+    t.answer_reset = false;
+    t.f.At(c.at_ms, [&] { c.stop ? t.f.link.Stop() : t.f.link.RestartFeed(); });
+    t.f.link.StartSession();
+    EXPECT_EQ(t.f.Requests(), c.requests);
+    const std::string out = t.Out();
+    EXPECT_EQ(out.substr(out.rfind('\n') + 1), c.flags);
+    EXPECT_EQ(out.find("CANNOT CONNECT"), std::string::npos);
+  }
 }
 
-TEST_F(SessionTest, UnloadWritesTheSettingsAndEndsTheFeeder) {
-  Load();
-  dir.Write("QUOTLINKINFO.DAT", "");
-  f.frm.Unload();
-  EXPECT_TRUE(f.bas.ended());
-  EXPECT_EQ(dir.Read("QUOTLINKINFO.DAT"), "127.0.0.1\r\n 21560 \r\n 20547 \r\n");
-}
-
-// Over real sockets: a scripted feed server on loopback and the feeder's own sockets.
-TEST(SessionLoopbackTest, RequestsGoOutInOrderAndRestartSavesBeforeClosing) {
-  TempDir dir;
+// Over real sockets: each start connects anew and sends its requests in order.
+TEST(SessionLoopbackTest, EachStartConnectsAndSendsItsRequests) {
   FakeClock clock(46349.5, /*real_slice_ms=*/2);
   PollLoop loop(&clock);
   PosixSocketFactory sockets(&loop);
-  ScriptedFeed feed(&loop);
-  feed.on_request = [](ScriptedFeed& s, ByteView r) {
-    if (RequestCode(r) == 28) s.SendTcp(StatusPacket(12));
-  };
-  dir.Write("QUOTLINKINFO.DAT", "127.0.0.1\r\n" + std::to_string(feed.port()) + "\r\n0\r\n");
-  QUOTLINKBAS bas(&loop, &sockets, nullptr);
-  bas.settings().DataFolder = dir.path();
-  QUOTLINKFRM& frm = bas.Form();
-  frm.Load();
-  ASSERT_TRUE(WaitPumping(loop, 5.0, [&] { return feed.requests.size() >= 3; }));
-  EXPECT_EQ(feed.requests, (std::vector<ByteString>{Request(14, k100), Request(28, k100),
-                                                    Request(5, ByteView("\x09\x03\0\x01", 4))}));
-  EXPECT_EQ(bas.Link().WatchListCleared, 1);
-  EXPECT_EQ(bas.Link().DatabasePending, 1);
-
-  frm.DTNPORTT.SetCaption(std::to_string(feed.port()));
-  frm.LOCALPORTT.SetCaption("0");
-  frm.DTNIPT.SetCaption("localhost");
-  frm.Command2_Click();
-  EXPECT_EQ(dir.Read("QUOTLINKINFO.DAT"),
-            "localhost\r\n " + std::to_string(feed.port()) + " \r\n 0 \r\n");
-  ASSERT_TRUE(WaitPumping(loop, 5.0, [&] { return feed.requests.size() >= 6; }));
-  EXPECT_EQ(feed.accepted, 2);
-  EXPECT_EQ(RequestCode(feed.requests[5]), 5);
+  ConsoleSurface console(nullptr);
+  const int listener = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  sockaddr_in sa{
+      .sin_family = AF_INET, .sin_port = 0, .sin_addr = {htonl(INADDR_LOOPBACK)}, .sin_zero = {}};
+  socklen_t len = sizeof sa;
+  ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&sa), len), 0);
+  ASSERT_EQ(listen(listener, 4), 0);
+  getsockname(listener, reinterpret_cast<sockaddr*>(&sa), &len);
+  TempDir dir;
+  const Settings settings{"localhost", static_cast<int32_t>(ntohs(sa.sin_port)), 0, dir.path()};
+  FeedLink link(&loop, &sockets, &console, &settings);
+  for (int start = 0; start < 2; ++start) {
+    link.RestartFeed();
+    const int peer = accept4(listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+    ByteString got;
+    WaitPumping(loop, 5.0, [&] {
+      char buf[64];
+      const ssize_t n = recv(peer, buf, sizeof buf, 0);
+      if (n > 0) got.append(buf, static_cast<size_t>(n));
+      return got.size() >= 24;
+    });
+    close(peer);
+    EXPECT_EQ(got, kTest + kReset + kImage1);
+  }
+  close(listener);
 }
 
 }  // namespace

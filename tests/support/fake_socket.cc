@@ -13,7 +13,6 @@ Status FakeSocket::Bind() {
 Status FakeSocket::Connect() {
   calls.push_back("Connect");
   if (on_call) on_call("Connect");
-  if (refuse_connect) return Status::Error("Connect: refused");
   connecting_ = true;
   if (loop != nullptr && connect_delay_ms >= 0) {
     connect_timer_ = loop->AddTimer(connect_delay_ms, [this] {
@@ -56,19 +55,6 @@ void FakeSocket::GetData(ByteString* out) {
     out->append(incoming_.front());
     incoming_.pop_front();
   }
-}
-
-std::unique_ptr<Socket> FakeSocketFactory::Create(Protocol protocol) {
-  auto s = std::make_unique<FakeSocket>(protocol);
-  created.push_back(s.get());
-  return s;
-}
-
-FakeSocket* FakeSocketFactory::Last(Protocol protocol) const {
-  for (auto it = created.rbegin(); it != created.rend(); ++it) {
-    if ((*it)->protocol() == protocol) return *it;
-  }
-  return nullptr;
 }
 
 }  // namespace quotlink

@@ -4,6 +4,8 @@
 #define QUOTLINK_TESTS_SUPPORT_FAKE_SOCKET_H_
 
 #include <deque>
+#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -33,18 +35,14 @@ class FakeSocket : public Socket {
     connected_ = true;
     if (on_connect) on_connect();
   }
-  bool HasQueued() const { return !incoming_.empty(); }
 
   Protocol protocol() const { return protocol_; }
   bool bound() const { return bound_; }
-  bool connecting() const { return connecting_; }
-  bool connected() const { return connected_; }
   // Every request that went out, one entry per SendData.
   std::vector<ByteString> sent;
   // Every call in order: "Bind", "Connect", "Close".
   std::vector<std::string> calls;
-  bool fail_sends = false;      // SendData fails even when connected
-  bool refuse_connect = false;  // Connect fails at once
+  bool fail_sends = false;  // SendData fails even when connected
   // Called with each call ("Bind", "Connect", "Close") before it takes effect.
   std::function<void(const std::string&)> on_call;
   // Called with each request that went out (the test's feed server answers from here).
@@ -65,11 +63,9 @@ class FakeSocket : public Socket {
 
 class FakeSocketFactory : public SocketFactory {
  public:
-  std::unique_ptr<Socket> Create(Protocol protocol) override;
-  // The sockets created so far, in order (owned by whoever asked for them).
-  std::vector<FakeSocket*> created;
-  // The last socket created for `protocol`, or nullptr.
-  FakeSocket* Last(Protocol protocol) const;
+  std::unique_ptr<Socket> Create(Protocol protocol) override {
+    return std::make_unique<FakeSocket>(protocol);
+  }
 };
 
 }  // namespace quotlink
