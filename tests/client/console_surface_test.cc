@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <string>
 
 #include "client/console_log.h"
+#include "tests/support/memory_file.h"
 
 namespace quotlink {
 namespace {
@@ -43,26 +43,20 @@ TEST(WatchListTest, FindsExactlyFromOneAndKeepsFindingAsItGrows) {
 }
 
 TEST(ConsoleLogTest, WritesOneLinePerEventInItsExactForm) {
-  char* buf = nullptr;
-  size_t len = 0;
-  std::FILE* mem = open_memstream(&buf, &len);
-  ASSERT_NE(mem, nullptr);
-  {
-    ConsoleLog log(mem);
-    ConsoleSurface s(&log);
-    s.Mensagem.SetCaption("Packets TCP/UDP = 1 , 0");
-    s.Mensagem.SetCaption("Packets TCP/UDP = 1 , 0");  // no change, no line
-    s.Info.SetCaption(std::string("ES\n  3\x7F", 7));
-    s.Info1.SetCaption("Database OK.");
-    s.DTNIPT.SetCaption("127.0.0.1");  // the operator's own input isn't logged
-    s.Picture1.SetColor(LampColor::kLightRed);
-    s.Picture1.SetColor(LampColor::kLightRed);
-    s.Picture1.SetColor(LampColor::kLightCyan);
-    s.ModalMessage("CANNOT CONNECT WITH TCP ADDRESS");
-    s.Beep();
-  }
-  std::fclose(mem);
-  EXPECT_EQ(std::string(buf, len),
+  MemoryFile out;
+  ConsoleLog log(out.file());
+  ConsoleSurface s(&log);
+  s.Mensagem.SetCaption("Packets TCP/UDP = 1 , 0");
+  s.Mensagem.SetCaption("Packets TCP/UDP = 1 , 0");  // no change, no line
+  s.Info.SetCaption(std::string("ES\n  3\x7F", 7));
+  s.Info1.SetCaption("Database OK.");
+  s.DTNIPT.SetCaption("127.0.0.1");  // the operator's own input isn't logged
+  s.Picture1.SetColor(LampColor::kLightRed);
+  s.Picture1.SetColor(LampColor::kLightRed);
+  s.Picture1.SetColor(LampColor::kLightCyan);
+  s.ModalMessage("CANNOT CONNECT WITH TCP ADDRESS");
+  s.Beep();
+  EXPECT_EQ(out.Take(),
             "Mensagem: Packets TCP/UDP = 1 , 0\n"
             "Info: ES?  3?\n"
             "Info1: Database OK.\n"
@@ -70,7 +64,6 @@ TEST(ConsoleLogTest, WritesOneLinePerEventInItsExactForm) {
             "Picture1: cyan\n"
             "message: CANNOT CONNECT WITH TCP ADDRESS\n"
             "beep\n");
-  free(buf);
 }
 
 }  // namespace

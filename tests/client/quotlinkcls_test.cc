@@ -19,11 +19,7 @@ struct ClientTest : ::testing::Test {
   int ready = 0;
 
   ClientTest() {
-    q.tcp.loop = &q.loop;
-    q.tcp.connect_delay_ms = 5;
-    q.tcp.on_sent = [this](ByteView r) {
-      if (static_cast<uint8_t>(r[1]) == 28) q.tcp.Arrive(StatusPacket(12));
-    };
+    q.AnswerFeed(5);
     obj.OnFeederReady([this] { ++ready; });
     std::filesystem::create_directories(Parent());
   }
@@ -109,12 +105,12 @@ TEST_F(ClientTest, GetDataFillsFromTheTableWithItsOwnRules) {
   }
   EXPECT_EQ(ready, 3);
   // The requests follow the event, each time.
-  EXPECT_EQ(q.RequestCodes(), (std::vector<int>{11, 33, 11, 33, 11, 33}));
+  EXPECT_EQ(q.tcp.RequestCodes(), (std::vector<int>{11, 33, 11, 33, 11, 33}));
   // Blank, unknown, or with a blank in front: nothing.
   for (const char* s : {"", "   ", "XX", " ES"})
     EXPECT_EQ(obj.GetData(s), 0);
   EXPECT_EQ(ready, 3);
-  EXPECT_EQ(q.RequestCodes().size(), 6u);
+  EXPECT_EQ(q.tcp.RequestCodes().size(), 6u);
 }
 
 TEST_F(ClientTest, PublicationReachesEveryStartedObjectAndHandlersMayCallBackIn) {
@@ -156,7 +152,7 @@ TEST_F(ClientTest, AddSimbolosWatchesOnceAndAsksForKnownRecords) {
   obj.AddSimbolos("ES");
   EXPECT_EQ(q.frm.DTNSYMBOLS.size(), 1);
   EXPECT_EQ(q.frm.Mensagem.Caption(), "ADD ES 1");
-  EXPECT_EQ(q.RequestCodes(), (std::vector<int>{11, 33, 11, 33, 11, 33, 11, 33}));
+  EXPECT_EQ(q.tcp.RequestCodes(), (std::vector<int>{11, 33, 11, 33, 11, 33, 11, 33}));
   // With blanks round it: the cleaned text goes on the list, no record is found, nothing sent.
   q.tcp.sent.clear();
   obj.AddSimbolos("  NQ ");

@@ -95,7 +95,7 @@ TEST(SessionTest, OnlyTheNewestStartGoesOn) {
     t.answer_reset = false;
     t.f.At(c.at_ms, [&] { c.stop ? t.f.link.Stop() : t.f.link.RestartFeed(); });
     t.f.link.StartSession();
-    EXPECT_EQ(t.f.Requests(), c.requests);
+    EXPECT_EQ(t.f.tcp.RequestCodes(), c.requests);
     const std::string out = t.Out();
     EXPECT_EQ(out.substr(out.rfind('\n') + 1), c.flags);
     EXPECT_EQ(out.find("CANNOT CONNECT"), std::string::npos);

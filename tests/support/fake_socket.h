@@ -38,6 +38,13 @@ class FakeSocket : public Socket {
 
   Protocol protocol() const { return protocol_; }
   bool bound() const { return bound_; }
+  // The code byte of each request in `sent`, in order.
+  std::vector<int> RequestCodes() const {
+    std::vector<int> codes;
+    for (const ByteString& r : sent)
+      codes.push_back(static_cast<uint8_t>(r[1]));
+    return codes;
+  }
   // Every request that went out, one entry per SendData.
   std::vector<ByteString> sent;
   // Every call in order: "Bind", "Connect", "Close".

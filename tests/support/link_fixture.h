@@ -5,7 +5,6 @@
 #define QUOTLINK_TESTS_SUPPORT_LINK_FIXTURE_H_
 
 #include <cstdio>
-#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <string>
@@ -17,36 +16,10 @@
 #include "link/feed_link.h"
 #include "platform/poll_loop.h"
 #include "tests/support/fake_socket.h"
+#include "tests/support/memory_file.h"
 #include "tests/support/temp_dir.h"
 
 namespace quotlink {
-
-// A FILE* whose contents the test reads back.
-class MemoryFile {
- public:
-  MemoryFile() : file_(open_memstream(&data_, &size_)) {}
-  ~MemoryFile() {
-    std::fclose(file_);
-    std::free(data_);
-  }
-  MemoryFile(const MemoryFile&) = delete;
-  MemoryFile& operator=(const MemoryFile&) = delete;
-
-  std::FILE* file() const { return file_; }
-  // What was written since the last Take.
-  std::string Take() {
-    std::fflush(file_);
-    std::string text(data_ + taken_, size_ - taken_);
-    taken_ = size_;
-    return text;
-  }
-
- private:
-  char* data_ = nullptr;
-  size_t size_ = 0;
-  size_t taken_ = 0;
-  std::FILE* file_;
-};
 
 // Logs each call as a line ("parse N bytes", "quotes N bytes", "record/W N bytes") and keeps
 // the images with their versions; accepts an image unless told otherwise.
@@ -93,13 +66,6 @@ struct LinkFixture {
     link.SetDecoders(&decoders);
   }
 
-  // The code byte of each request sent, in order.
-  std::vector<int> Requests() const {
-    std::vector<int> codes;
-    for (const auto& r : tcp.sent)
-      codes.push_back(static_cast<uint8_t>(r[1]));
-    return codes;
-  }
   // Runs `action` once, `ms` from now on the loop's clock (in a pump or a wait).
   void At(int ms, std::function<void()> action) {
     auto id = std::make_shared<int>();

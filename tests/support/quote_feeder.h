@@ -25,12 +25,6 @@ struct QuoteFeeder : FeederFixture {
     tcp.RaiseConnect();  // requests can go out
     frm.Data.Subscribe([this] { published.push_back(frm.board); });
   }
-  std::vector<int> RequestCodes() const {
-    std::vector<int> codes;
-    for (const auto& s : tcp.sent)
-      codes.push_back(static_cast<uint8_t>(s[1]));
-    return codes;
-  }
 };
 
 }  // namespace quotlink
