@@ -99,9 +99,6 @@ class FeedLink final : public RequestSink {
     return path == FeedPath::kTcp ? tcp_transfer_ : udp_transfer_;
   }
   FeedBuffer& Buffer(FeedPath path) { return path == FeedPath::kTcp ? tcp_buffer_ : udp_buffer_; }
-  const TraceLog& trace_log() const { return trace_log_; }
-  // The time of the last request for the image, on the monotonic clock.
-  int64_t database_request_ms() const { return database_request_ms_; }
   // How many session starts have begun.
   uint64_t session_generation() const { return session_generation_; }
 
@@ -145,7 +142,7 @@ class FeedLink final : public RequestSink {
   ByteString udp_read_;
   std::string status_line_;
 
-  int64_t database_request_ms_ = 0;
+  int64_t database_request_ms_ = 0;  // the last request for the image, monotonic
   // Counts session starts; a start that sees a newer number ends (see StartSession).
   uint64_t session_generation_ = 0;
 
