@@ -100,6 +100,9 @@ TEST(QuotePacketTest, OutcomeByWhatIsKnown) {
               QuotePacket("NONE", 1, 4, 1, FieldQuote("IBM", 100, 3, 1))),
        "IBM 0/0/0/0; "},
       {"a format not told yet abandons the packet", "CL@5", Frames(unresolved), "CL 0/0/0/0; "},
+      {"a field the layout doesn't fill takes no bytes", "IBM#100",
+       Frames(Packet(1, 1, Quote("IBM", 4, 100, 2, Entries({{20, ""}, {3, Be(4200, 4)}})))),
+       "IBM 42/0/42/0; pub IBM=42; "},
   };
   for (const auto& c : cases) {
     QuoteRig r;
