@@ -83,7 +83,7 @@ TEST(VersionValueOfTest, ReadsHexAfterPrefixElseDecimal) {
                {"&H1G", 1},
                {"&Hxyz", 0},
                {"12.9", 12},
-               {" -5", -5},
+               {" -590", -590},
                {"abc", 0},
                {"& H1", 0},
                {"&", 0},
