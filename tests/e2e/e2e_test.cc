@@ -4,7 +4,6 @@
 
 #include <charconv>
 #include <cstdlib>
-#include <filesystem>
 #include <regex>
 #include <string>
 #include <vector>
@@ -75,34 +74,6 @@ TEST(EndToEndTest, GarbageAndSplitDatagramsAreSurvived) {
   Session s({"--rate", "300", "--garbage", "--split-datagrams", "--path", "udp"});
   s.Watch({"ES", "NQ", "CL"});
   EXPECT_TRUE(s.UntilLine(25, kLiveQuote, 30)) << s.out();
-  EXPECT_EQ(s.Quit(), 0);
-}
-
-TEST(EndToEndTest, RestartMidStreamKeepsTheQuotesComing) {
-  Session s({"--rate", "200"});
-  s.Watch({"ES", "NQ"});
-  ASSERT_TRUE(s.UntilLine(20, kLiveQuote, 5)) << s.out();
-  s.feeder().Send("restart\n");
-  const size_t before = Count(s.out(), kLiveQuote);
-  EXPECT_TRUE(s.UntilLine(20, kLiveQuote, before + 10)) << s.out();
-  const std::string log = s.Log();
-  EXPECT_EQ(Count(log, "Info1: Reading databases information."), 2u) << log;
-  EXPECT_EQ(s.Quit(), 0);
-}
-
-TEST(EndToEndTest, RefusedImageThenAGoodOneAfterRestart) {
-  Session s({"--rate", "100"});
-  // The feeder asks for a version the simulator doesn't hold: it sends its own, refused.
-  std::filesystem::create_directories(s.Folder() + "/DTN");
-  TempDir::Put(s.Folder() + "/DTN/DTN.ini", "[DATABASE]\r\nINFORMATION=&H09030002\r\n");
-  s.Watch({"ES"});
-  ASSERT_TRUE(s.Until(20, [&](const std::string&) {
-    return s.Log().find("message: diferente database") != std::string::npos;
-  })) << s.Log();
-  EXPECT_EQ(Count(s.out(), kLiveQuote), 0u);
-  TempDir::Put(s.Folder() + "/DTN/DTN.ini", "[DATABASE]\r\nINFORMATION=&H09030001\r\n");
-  s.feeder().Send("restart\n");
-  EXPECT_TRUE(s.UntilLine(25, kLiveQuote, 3)) << s.out() << s.Log();
   EXPECT_EQ(s.Quit(), 0);
 }
 

@@ -109,26 +109,15 @@ std::string Mask(const std::string& output) {
   return std::regex_replace(output, time_of_day, "\"TimeV\":#");
 }
 
-std::vector<std::string> Lines(const std::string& text) {
-  std::vector<std::string> lines;
-  std::istringstream in(text);
-  for (std::string line; std::getline(in, line);)
-    lines.push_back(line);
-  return lines;
-}
-
 // Where `actual` first departs from `expected`, for people.
 std::string FirstDifference(const std::string& expected, const std::string& actual) {
-  const std::vector<std::string> e = Lines(expected), a = Lines(actual);
-  size_t i = 0;
-  while (i < e.size() && i < a.size() && e[i] == a[i])
-    ++i;
-  std::ostringstream out;
-  out << "the output departs from " << kTranscript << " at line " << i + 1 << " (expected "
-      << e.size() << " lines, got " << a.size() << ")\n"
-      << "  expected: " << (i < e.size() ? e[i] : "<end>") << "\n"
-      << "  actual:   " << (i < a.size() ? a[i] : "<end>") << "\n";
-  return out.str();
+  std::istringstream e(expected), a(actual);
+  std::string el, al;
+  int line = 1;
+  for (; std::getline(e, el) && std::getline(a, al) && el == al; ++line) {
+  }
+  return "the output departs from " + kTranscript + " at line " + std::to_string(line) +
+         "\n  expected: " + el + "\n  actual:   " + al + "\n";
 }
 
 TEST(GoldenTranscriptTest, ReplayedSessionWritesTheTranscript) {

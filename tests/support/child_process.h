@@ -76,9 +76,6 @@ struct ChildProcess {
     pid = -1;
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   }
-  void Terminate() {
-    if (pid > 0) kill(pid, SIGTERM);
-  }
   ~ChildProcess() {
     if (pid > 0) {
       kill(pid, SIGKILL);
