@@ -15,31 +15,40 @@ double At(int h, int m, int s) {
 struct PublicationTest : ::testing::Test {
   QuoteRig r;
   int32_t i = r.Known("ES", 1);
-  void Set(float last, float prev, float change, float bid = 0) {
-    SimboloRec& rec = r.quotes.Simbolos.at(i);
-    rec.Last = last;
-    rec.Previous = prev;
-    rec.Change = change;
-    rec.Bid = bid;
-  }
+  SimboloRec& rec = r.quotes.Simbolos.at(i);
 };
 
-TEST_F(PublicationTest, ChangeRuleAndBoard) {
-  struct Case {
-    float last, prev, change, want;
-  };
-  int second = 0;
-  for (const Case& c : {Case{101, 100, 0, 1}, Case{101, 0, 0, 0}, Case{101, 100, 0.75f, 0.75f}}) {
-    r.clock.SetDate(At(9, 7, second++));
-    Set(c.last, c.prev, c.change);
-    r.quotes.PublishQuote(i, "ES  ");
-    EXPECT_FLOAT_EQ(r.console.board.vChange, c.want);
-    EXPECT_EQ(r.quotes.Simbolos.at(i).Change, c.change);  // only the board's is worked out
-  }
-  EXPECT_EQ(r.console.board.vTime, 907);
+TEST_F(PublicationTest, BoardChangeBellAndRecordPublication) {
+  r.clock.SetDate(At(23, 2, 5));
+  rec.Last = 12.5f;
+  rec.Bid = 10;
+  r.quotes.PublishQuote(i, "ES  ");
+  EXPECT_EQ(r.console.Data.Text(), "ES            12.5  125");
   EXPECT_EQ(r.console.board.vSimbolo, "ES");
+  EXPECT_EQ(r.console.board.vChange, 0);  // no previous close: no change worked out
+  // Same price, same second: the board changes, the bell doesn't ring. Only the board gets a
+  // change worked out, and only when the record has none.
+  rec.Previous = 10;
+  rec.Bid = 11;
+  r.quotes.PublishQuote(i, "ES");
+  EXPECT_EQ(r.published.size(), 1u);
+  EXPECT_EQ(r.console.board.vBid, 11);
+  EXPECT_FLOAT_EQ(r.console.board.vChange, 2.5f);
+  EXPECT_EQ(rec.Change, 0);
+  r.clock.Advance(1000);
+  rec.Change = 0.75f;
+  r.quotes.PublishQuote(i, "ES");
+  ASSERT_EQ(r.published.size(), 2u);
+  EXPECT_FLOAT_EQ(r.published[1].vChange, 0.75f);
+  EXPECT_EQ(r.published[1].fFlag, 0);
+  // A record's publication keeps the quote's time and leaves LastUpdate alone.
+  r.clock.SetDate(At(15, 30, 0) + 3);
+  rec.LastUpdate = 0;
+  r.quotes.PublishRecord(i, "ES");
   EXPECT_EQ(r.published.size(), 3u);
-  EXPECT_EQ(r.quotes.Simbolos.at(i).LastUpdate, kDay);
+  EXPECT_EQ(r.console.board.vTime, 2302);
+  EXPECT_EQ(r.console.board.fFlag, 1);
+  EXPECT_EQ(rec.LastUpdate, 0);
 }
 
 TEST_F(PublicationTest, TheClocksSecondsAreLeftOutNotRounded) {
@@ -50,49 +59,17 @@ TEST_F(PublicationTest, TheClocksSecondsAreLeftOutNotRounded) {
     float time_v;
     const char* bell_seconds;  // minute * 60 + second, as the bell's text ends
   };
-  for (const Case& c : {Case{15, 51, 59, 400, 1551, " 3119"}, Case{15, 51, 59, 500, 1551, " 3119"},
-                        Case{15, 51, 59, 999, 1551, " 3119"}, Case{15, 52, 0, 0, 1552, " 3120"},
-                        Case{23, 59, 59, 999, 2359, " 3599"}, Case{0, 0, 0, 0, 0, " 0"}}) {
+  for (const Case& c : {Case{15, 51, 59, 500, 1551, " 3119"}, Case{15, 51, 59, 999, 1551, " 3119"},
+                        Case{15, 52, 0, 0, 1552, " 3120"}, Case{23, 59, 59, 999, 2359, " 3599"},
+                        Case{0, 0, 0, 0, 0, " 0"}}) {
     r.clock.SetDate(At(c.h, c.m, c.s) + c.ms / kMsPerDay);
-    Set(static_cast<float>(c.h * 100 + c.m) + c.ms / 1000.0f, 0, 0);  // a new price: a new ring
+    rec.Last = static_cast<float>(c.h * 100 + c.m) + c.ms / 1000.0f;  // a new price: a new ring
     r.quotes.PublishQuote(i, "ES");
     EXPECT_EQ(r.console.board.vTime, c.time_v) << c.h << ":" << c.m << ":" << c.s << "." << c.ms;
     const std::string& text = r.console.Data.Text();
     EXPECT_EQ(text.substr(text.rfind(' ')), c.bell_seconds) << text;
-    EXPECT_EQ(r.quotes.Simbolos.at(i).LastUpdate, kDay) << "the record's day stays its own";
+    EXPECT_EQ(rec.LastUpdate, kDay) << "the record's day stays its own";
   }
-}
-
-TEST_F(PublicationTest, DataTextRingsOnlyWhenItChanges) {
-  r.clock.SetDate(At(23, 2, 5));
-  Set(12.5f, 0, 0, 10);
-  r.quotes.PublishQuote(i, "ES");
-  EXPECT_EQ(r.console.Data.Text(), "ES            12.5  125");
-  EXPECT_EQ(r.console.board.vTime, 2302);
-  Set(12.5f, 0, 0, 11);  // same price, same second: the board changes, the bell doesn't ring
-  r.quotes.PublishQuote(i, "ES");
-  EXPECT_EQ(r.published.size(), 1u);
-  EXPECT_EQ(r.console.board.vBid, 11);
-  r.clock.Advance(1000);
-  r.quotes.PublishQuote(i, "ES");
-  EXPECT_EQ(r.published.size(), 2u);
-  r.clock.SetDate(At(0, 0, 0));
-  r.quotes.PublishQuote(i, "ES");
-  EXPECT_EQ(r.console.board.vTime, 0);
-}
-
-TEST_F(PublicationTest, RecordPublicationKeepsTimeAndLastUpdate) {
-  r.clock.SetDate(At(14, 5, 0));
-  Set(1, 0, 0);
-  r.quotes.PublishQuote(i, "ES");
-  r.clock.SetDate(At(15, 30, 0) + 3);
-  r.quotes.Simbolos.at(i).LastUpdate = 0;
-  Set(2, 0, 0);
-  r.quotes.PublishRecord(i, "ES");
-  EXPECT_EQ(r.console.board.vTime, 1405);
-  EXPECT_EQ(r.console.board.fFlag, 1);
-  EXPECT_EQ(r.quotes.Simbolos.at(i).LastUpdate, 0);
-  EXPECT_EQ(r.published.size(), 2u);
 }
 
 TEST(PlainNumberTest, AsThePlatformPrintsThem) {

@@ -87,9 +87,9 @@ TEST(QuotePacketTest, OutcomeByWhatIsKnown) {
        "MSFT 1/0.01/0/1; pub MSFT=1; "},
       {"form 81: all fields", "IBM#100", Frames(Packet(0x81, 1, Positional("IBM", 100, 0, ibm))),
        "IBM 10/9.9/11/500; "},
-      {"form 01: the first three", "IBM#100", Frames(Packet(1, 1, Positional("IBM", 100, 0, ibm))),
-       "IBM 10/0/0/0; "},
-      {"form 02: the first three", "IBM#100", Frames(Packet(2, 1, Positional("IBM", 100, 0, ibm))),
+      {"forms 01 and 02: the first three", "IBM#100",
+       Frames(Packet(1, 1, Positional("IBM", 100, 0, ibm)),
+              Packet(2, 1, Positional("IBM", 100, 0, ibm))),
        "IBM 10/0/0/0; "},
       {"three quotes, all published", "AA#1 BB#2 CC#3", Frames(Packet(1, 3, abc)),
        "AA 1/0/1/0; BB 2/0/2/0; CC 3/0/3/0; pub AA=1; pub BB=2; pub CC=3; "},
@@ -125,14 +125,13 @@ TEST(QuotePacketTest, OutcomeByWhatIsKnown) {
 TEST(QuotePacketTest, AskingNamesTheKeyAsReceivedAndTheCodeAsFourBytes) {
   QuoteRig r;
   r.Watch("IBM");
-  const ByteString frame = Packet(1, 1, FieldQuote("IBM", 0x1234, 3, 1));
-  EXPECT_EQ(frame.substr(12, 4), ByteString("\x01\x04\x00\x01", 4));  // form, width, 0, count
-  r.quotes.DecodeQuotePacket(frame);
+  r.quotes.DecodeQuotePacket(Packet(1, 1, FieldQuote("IBM", 0x1234, 3, 1)));
   const ByteString code("\0\0\x12\x34", 4);
   const std::vector<std::pair<int, ByteString>> want = {
       {11, kEquityKey}, {7, code},  {7, code},  {7, code},
       {11, kEquityKey}, {33, code}, {33, code}, {33, code}};
   EXPECT_EQ(r.requests.sent, want);
+  EXPECT_EQ(r.console.Info.Caption(), "IBM  -1");  // the symbol as received, and the result
 }
 
 TEST(QuotePacketTest, SubscriberMayReenterTheStreamDuringPublication) {
@@ -152,6 +151,7 @@ TEST(QuotePacketTest, SubscriberMayReenterTheStreamDuringPublication) {
       kEquityKey, 1, 4, 2, FieldQuote("IBM", 100, 3, 100) + FieldQuote("IBM", 100, 3, 200)));
   EXPECT_FLOAT_EQ(r.quotes.Simbolos.at(1).Last, 2.0f);
   EXPECT_EQ(r.quotes.Simbolos.size(), 2001);
+  EXPECT_EQ(r.console.Info.Caption(), "IBM   1");
 }
 
 TEST(QuotePacketTest, HostileFramesNeverReadOutOfRange) {
