@@ -34,13 +34,12 @@ TEST(WatchListTest, FindsExactlyFromOneAndKeepsFindingAsItGrows) {
   WatchList list;
   EXPECT_EQ(list.Find("ES"), 0);
   EXPECT_EQ(list.Add("ES"), 1);
-  EXPECT_EQ(list.Add("NQ"), 2);
   EXPECT_EQ(list.Find("es"), 0);  // exact, case included
   // Growing must not move the texts that the index looks at.
   for (int i = 0; i < 5000; ++i)
     list.Add("S" + std::to_string(i));
-  EXPECT_EQ(list.Find("S4999"), 5002);
-  EXPECT_EQ(list.Find("NQ"), 2);
+  EXPECT_EQ(list.Find("S4999"), 5001);
+  EXPECT_EQ(list.Find("ES"), 1);
   EXPECT_EQ(list.at(1), "ES");
 }
 

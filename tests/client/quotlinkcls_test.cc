@@ -5,7 +5,6 @@
 #include <cstring>
 
 #include "client/symbols_file.h"
-#include "quotes/quote_stream.h"
 #include "tests/support/quote_feeder.h"
 #include "tests/support/temp_dir.h"
 
@@ -21,15 +20,13 @@ struct ClientTest : ::testing::Test {
   ClientTest() {
     q.AnswerFeed(5);
     obj.OnFeederReady([this] { ++ready; });
-    std::filesystem::create_directories(Parent());
   }
   // The object's release writes SYMBOLS.DAT: into the test's folder, even without a start.
   ~ClientTest() override {
     if (q.bas.settings().DataFolder.empty()) q.bas.settings().DataFolder = dir.path();
   }
-  // The folder handed to Iniciar: the feeder's files go to its DTN/.
-  std::string Parent() const { return dir.path() + "client"; }
-  std::string DataFile(const std::string& name) const { return Parent() + "/DTN/" + name; }
+  // Iniciar is handed the test's folder: the feeder's files go to its DTN/.
+  std::string DataFile(const std::string& name) const { return dir.path() + "DTN/" + name; }
   // Puts records of `symbols` in the table, each with last 101, previous 100 and its change.
   void Table(const std::vector<std::pair<std::string, float>>& symbols) {
     std::vector<SimboloRec> recs = EquityTable(static_cast<int>(symbols.size()));
@@ -43,31 +40,29 @@ struct ClientTest : ::testing::Test {
   }
 };
 
-TEST_F(ClientTest, BeforeIniciarCallsFailAndReleaseEndsTheFeederWithoutFiles) {
+TEST_F(ClientTest, CallsBeforeAStartFailAndReleaseEndsTheFeederWithoutFiles) {
+  // Only the last level is made: below a missing parent SYMBOLS.DAT can't be opened.
+  EXPECT_FALSE(obj.Iniciar(dir.path() + "no/such/parent").ok());
+  EXPECT_FALSE(q.frm.loaded());
   int16_t ok = 7;
   EXPECT_FALSE(obj.GetComunicationOK(&ok).ok());
   EXPECT_EQ(ok, 7);
   EXPECT_FALSE(obj.ShowMe().ok());
   EXPECT_FALSE(q.bas.ended());
+  q.bas.settings().DataFolder.clear();  // so that a start would make the folder again
   obj.Release();
   EXPECT_TRUE(q.bas.ended());
-  EXPECT_FALSE(obj.Iniciar(Parent()).ok());
-  EXPECT_FALSE(TempDir::Exists(Parent() + "/DTN"));
+  EXPECT_FALSE(obj.Iniciar(dir.path()).ok());
+  EXPECT_FALSE(TempDir::Exists(DataFile("")));
 }
 
-TEST_F(ClientTest, IniciarFailsWhenTheDataFolderCantBeMade) {
-  // Only the last level is made: below a missing parent SYMBOLS.DAT can't be opened.
-  EXPECT_FALSE(obj.Iniciar(dir.path() + "no/such/parent").ok());
-  EXPECT_FALSE(q.frm.loaded());
-}
-
-TEST_F(ClientTest, IniciarLoadsTheTableAndReleaseWritesItBack) {
-  std::filesystem::create_directories(Parent() + "/DTN");
+TEST_F(ClientTest, IniciarLoadsTheTableAndPublicationsReachEveryStartedObject) {
+  std::filesystem::create_directories(DataFile(""));
   Table({{"ES", 0}});
   ASSERT_TRUE(WriteSymbolsFile(DataFile("SYMBOLS.DAT"), q.bas.Quotes().Simbolos).ok());
   Table({});
-  ASSERT_TRUE(obj.Iniciar(Parent() + "/").ok());
-  EXPECT_EQ(q.bas.settings().DataFolder, Parent() + "/DTN/");
+  ASSERT_TRUE(obj.Iniciar(dir.path()).ok());
+  EXPECT_EQ(q.bas.settings().DataFolder, DataFile(""));
   EXPECT_EQ(q.bas.Quotes().Simbolos.size(), 1);
   EXPECT_EQ(q.bas.Link().DatabasePending, 1);  // the session start ran
   EXPECT_TRUE(TempDir::Exists(DataFile("QUOTLINKINFO.DAT")));
@@ -75,14 +70,31 @@ TEST_F(ClientTest, IniciarLoadsTheTableAndReleaseWritesItBack) {
   ASSERT_TRUE(obj.GetComunicationOK(&ok).ok());
   EXPECT_EQ(ok, 0);
   EXPECT_TRUE(obj.ShowMe().ok());
-  // A second Iniciar keeps the folder and reads the file over the table again.
+  // Another start keeps the folder, reads the file over the table again and subscribes once.
   Table({{"NQ", 0}, {"YM", 0}});
   ASSERT_TRUE(obj.Iniciar("/elsewhere").ok());
-  EXPECT_EQ(q.bas.settings().DataFolder, Parent() + "/DTN/");
+  EXPECT_EQ(q.bas.settings().DataFolder, DataFile(""));
   EXPECT_EQ(q.bas.Quotes().Simbolos.size(), 1);
+  QUOTLINKCls other(&q.bas);
+  int other_ready = 0;
+  other.OnFeederReady([&] { ++other_ready; });
+  ASSERT_TRUE(other.Iniciar(dir.path()).ok());
+
+  q.clock.SetDate(46349.0 + (14 * 60 + 37) / 1440.0);
+  q.bas.Quotes().PublishQuote(1, "ES  ");
+  EXPECT_EQ(std::make_pair(ready, other_ready), std::make_pair(1, 1));
+  EXPECT_EQ(obj.TimeV(), 1437);  // the other fields are in the recorded session's output
+  // A handler asking for the table's values from inside: a nested event for that object.
+  obj.OnFeederReady([&] {
+    if (obj.Flag() == 0) obj.GetData("ES");
+  });
+  q.clock.Advance(1000);
+  q.bas.Quotes().PublishQuote(1, "ES");
+  EXPECT_EQ(obj.Simbolo() + std::to_string(obj.Flag()), "ES          1");
+  EXPECT_EQ(std::make_pair(ready, other_ready), std::make_pair(3, 2));
 
   Table({{"NQ", 0}, {"YM", 0}});
-  obj.Release();
+  other.Release();  // ends the feeder for both
   EXPECT_TRUE(q.bas.ended());
   EXPECT_TRUE(q.loop.quitting());
   EXPECT_EQ(q.tcp.calls.back(), "Close");
@@ -90,69 +102,30 @@ TEST_F(ClientTest, IniciarLoadsTheTableAndReleaseWritesItBack) {
   EXPECT_FALSE(obj.ShowMe().ok());
 }
 
-TEST_F(ClientTest, GetDataFillsFromTheTableWithItsOwnRules) {
+TEST_F(ClientTest, GetDataAndAddSimbolosFindRecordsByTheirText) {
   Table({{"ES", 0}, {"NQ", 0.75f}, {"YM", 0.5f}});
   // The stored change stays when it rounds (to even) to 0, else it is worked out again.
-  const struct {
-    const char* symbol;
-    float change;
-  } cases[] = {{"ES", 0}, {"NQ", 1}, {"YM", 0.5f}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(obj.GetData(c.symbol), 0);
-    EXPECT_EQ(obj.Simbolo(), std::string(c.symbol) + "          ");
-    EXPECT_EQ(obj.Flag(), 1);
-    EXPECT_EQ(obj.Change(), c.change) << c.symbol;
+  const std::pair<const char*, float> cases[] = {{"ES", 0}, {"NQ", 1}, {"YM", 0.5f}};
+  for (const auto& [symbol, change] : cases) {
+    EXPECT_EQ(obj.GetData(symbol), 0);
+    EXPECT_EQ(obj.Simbolo() + std::to_string(obj.Flag()), std::string(symbol) + "          1");
+    EXPECT_EQ(obj.Change(), change) << symbol;
   }
   EXPECT_EQ(ready, 3);
-  // The requests follow the event, each time.
-  EXPECT_EQ(q.tcp.RequestCodes(), (std::vector<int>{11, 33, 11, 33, 11, 33}));
   // Blank, unknown, or with a blank in front: nothing.
   for (const char* s : {"", "   ", "XX", " ES"})
     EXPECT_EQ(obj.GetData(s), 0);
   EXPECT_EQ(ready, 3);
-  EXPECT_EQ(q.tcp.RequestCodes().size(), 6u);
-}
-
-TEST_F(ClientTest, PublicationReachesEveryStartedObjectAndHandlersMayCallBackIn) {
-  ASSERT_TRUE(obj.Iniciar(Parent()).ok());
-  QUOTLINKCls other(&q.bas);
-  int other_ready = 0;
-  other.OnFeederReady([&] { ++other_ready; });
-  ASSERT_TRUE(other.Iniciar(Parent()).ok());
-  Table({{"ES", 0}});
-  q.clock.SetDate(46349.0 + (14 * 60 + 37) / 1440.0);
-  q.bas.Quotes().PublishQuote(1, "ES  ");
-  EXPECT_EQ(ready, 1);
-  EXPECT_EQ(other_ready, 1);
-  EXPECT_EQ(obj.Simbolo(), "ES");
-  EXPECT_EQ(obj.Change(), 1);
-  EXPECT_EQ(obj.TimeV(), 1437);
-  EXPECT_EQ(obj.Flag(), 0);
-  // A handler asking for the table's values from inside: a nested event for that object.
-  obj.OnFeederReady([&] {
-    if (obj.Flag() == 0) obj.GetData("ES");
-  });
-  q.clock.Advance(1000);
-  q.bas.Quotes().PublishQuote(1, "ES");
-  EXPECT_EQ(obj.Flag(), 1);
-  EXPECT_EQ(obj.Simbolo(), "ES          ");
-  EXPECT_EQ(ready, 3);
-  EXPECT_EQ(other_ready, 2);
-  other.Release();  // ends the feeder for both
-  EXPECT_TRUE(q.bas.ended());
-  EXPECT_FALSE(obj.ShowMe().ok());
-}
-
-TEST_F(ClientTest, AddSimbolosWatchesOnceAndAsksForKnownRecords) {
-  Table({{"ES", 0}});
+  // The requests follow each event; AddSimbolos asks twice, once per call.
   q.bas.settings().DataFolder = dir.path();  // the form's load reads and writes its files there
-  q.frm.Load();
+  EXPECT_EQ(q.tcp.RequestCodes(), (std::vector<int>{11, 33, 11, 33, 11, 33}));
+  obj.AddSimbolos("ES");  // the first use loads the form, as a start would
+  ASSERT_TRUE(q.frm.loaded());
   q.tcp.sent.clear();
-  obj.AddSimbolos("ES");
   obj.AddSimbolos("ES");
   EXPECT_EQ(q.frm.DTNSYMBOLS.size(), 1);
   EXPECT_EQ(q.frm.Mensagem.Caption(), "ADD ES 1");
-  EXPECT_EQ(q.tcp.RequestCodes(), (std::vector<int>{11, 33, 11, 33, 11, 33, 11, 33}));
+  EXPECT_EQ(q.tcp.RequestCodes(), (std::vector<int>{11, 33, 11, 33}));
   // With blanks round it: the cleaned text goes on the list, no record is found, nothing sent.
   q.tcp.sent.clear();
   obj.AddSimbolos("  NQ ");

@@ -76,30 +76,23 @@ TEST(SymbolRecordTest, StandsAtOffsetsOfTheFileLayout) {
   EXPECT_FALSE(DecodeSymbolRecord(ByteView(file).substr(0, 99), &back));
 }
 
-TEST(SymbolRecordTest, CountRoundsHalfToEven) {
-  const struct {
-    uint64_t length;
-    int64_t count;
-  } cases[] = {{0, 0},   {49, 0},  {50, 0},  {51, 1},  {100, 1}, {149, 1},
-               {150, 2}, {249, 2}, {250, 2}, {251, 3}, {350, 4}, {450, 4}};
-  for (const auto& c : cases)
-    EXPECT_EQ(SymbolRecordCount(c.length), c.count) << c.length;
-}
-
+// The count rounds the length half to even; a counted record held only in part is skipped.
 TEST_F(SymbolsFileTest, MissingFileIsCreatedEmptyAndOnlyWholeRecordsAreRead) {
   EXPECT_TRUE(Read(kDay).empty());
   EXPECT_TRUE(TempDir::Exists(path_));
   std::vector<SimboloRec> out;
   EXPECT_FALSE(ReadSymbolsFile(dir_.File("no/SYMBOLS.DAT"), kDay, &out).ok());
-
-  // A record that the rounded count reaches but the file holds only in part is skipped.
-  const ByteString two = Encoded({Rec("A", 1), Rec("B", 2)});
+  const ByteString four = Encoded({Rec("A", 1), Rec("B", 2), Rec("C", 3), Rec("D", 4)});
   const struct {
     size_t length;
+    int64_t count;
     size_t records;
-  } cases[] = {{99, 0}, {100, 1}, {150, 1}, {199, 1}, {200, 2}};
+  } cases[] = {{0, 0, 0},   {49, 0, 0},  {50, 0, 0},  {51, 1, 0},  {100, 1, 1},
+               {149, 1, 1}, {150, 2, 1}, {199, 2, 1}, {200, 2, 2}, {249, 2, 2},
+               {250, 2, 2}, {251, 3, 2}, {350, 4, 3}, {400, 4, 4}, {450, 4, 4}};
   for (const auto& c : cases) {
-    TempDir::Put(path_, two.substr(0, c.length));
+    EXPECT_EQ(SymbolRecordCount(c.length), c.count) << c.length;
+    TempDir::Put(path_, four.substr(0, c.length));
     EXPECT_EQ(Read(kDay).size(), c.records) << c.length;
   }
 }
