@@ -2,15 +2,64 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <string>
 #include <vector>
 
-#include "tests/database/image_test_util.h"
+#include "tools/imagegen/image_writer.h"
 
 namespace quotlink {
 namespace {
 
 using std::string_literals::operator""s;
+
+const ByteString kVersion("\x09\x03\x00\x01", 4);
+
+// Three field names, two security types, and two databases: the first of 260 fields, more than
+// a record holds, so that the second sits behind entries the reader must step over.
+ImageLayout SampleLayout() {
+  ImageLayout layout;
+  layout.field_names = {"SYMBOL", "LAST", "PROCESS CODE"};
+  layout.sec_types = {{5, "FUTURES"}, {6, "EQUITY"}};
+  layout.databases = {{.key1 = "DCBA", .key2 = "HGFE", .sec_type = 5, .count_a = 1},
+                      {.key1 = "LKJI", .key2 = "PONM", .sec_type = 6, .count_a = 2}};
+  layout.databases[0].slots = {{0, 12, 0}, {2, 4, 1}};
+  layout.databases[0].slots.resize(260, {3, 2, 1});
+  layout.databases[1].slots = {{48, 1, 2}, {0, 12, 0}, {13, 3, 1}};
+  return layout;
+}
+
+// Everything a parse may set, as text.
+std::string Describe(const FeedDatabase& db) {
+  using std::to_string;
+  std::string out(db.Header().Version, 4);
+  for (int32_t i = 1; i <= db.FieldNameCount(); ++i)
+    out += "|" + std::string(db.FieldName(i));
+  for (int32_t i = 1; i <= db.SecTypeCount(); ++i)
+    out += "|" + to_string(db.SecTypeId(i)) + "=" + std::string(db.SecTypeName(i));
+  const SecTypes& t = db.SecTypeNumbers();
+  out += "|" + to_string(t.FuturesSecType) + "," + to_string(t.FutureOptionsSecType) + "," +
+         to_string(t.SpotsSecType);
+  for (int32_t i = 1; i <= db.DatabaseCount(); ++i) {
+    const DatabaseRec& r = *db.Database(i);
+    out += "|" + std::string(r.Key1, 4) + std::string(r.Key2, 4) + " " + to_string(r.LengthA) +
+           "," + to_string(r.LengthB) + " " + to_string(r.SecType) + " " + to_string(r.CountA) +
+           " " + to_string(r.CountB);
+    for (int32_t j = 1; j <= r.CountB && j <= 256; ++j) {
+      const FieldSlot& s = r.Slot(j);
+      out += " " + to_string(s.Format) + "/" + to_string(s.Length) + "/" + to_string(s.NameIndex) +
+             "/" + to_string(static_cast<int>(s.kind)) + (s.process_code ? "p" : "");
+    }
+  }
+  return out;
+}
+
+// A 16-bit number as the image holds it.
+ByteString Le16(int v) {
+  ByteString b;
+  PutLittle16(&b, static_cast<uint16_t>(v));
+  return b;
+}
 
 class FeedDatabaseTest : public ::testing::Test {
  protected:
@@ -29,40 +78,21 @@ class FeedDatabaseTest : public ::testing::Test {
 // An image built byte by byte, independently of the image writer, holds the reader to the
 // documented offsets. Names lose blanks and NULs at both ends; one that starts with NUL is empty.
 TEST_F(FeedDatabaseTest, ReadsEachPartAtItsOffset) {
-  ByteString raw = kVersion + std::string(76, 'h');
-  auto u16 = [&raw](int v) { PutLittle16(&raw, static_cast<uint16_t>(v)); };
-  auto text = [&raw](std::string_view t, char pad = ' ') {
-    raw += std::string(t) + std::string(40 - t.size(), pad);
+  auto text = [](std::string_view t, char pad = ' ') {
+    return std::string(t) + std::string(40 - t.size(), pad);
   };
-  u16(4);  // field names
-  text("LAST");
-  text("  X PROCESS CODE Y", '\0');
-  text("\0LAST"s);
-  text("");
-  u16(1);  // security types
-  u16(7);
-  text(" SPOTS\0"s);
-  u16(2);  // databases
-  ASSERT_EQ(raw.size(), 288u);
-  raw += "ABCDEFGH" + std::string(12, 'r');
-  u16(30);   // LengthA
-  u16(-31);  // LengthB
-  raw += std::string(8, 'r');
-  u16(0xFFFE);  // SecType, unsigned
-  text("FIRST");
-  u16(-3);  // CountA, held as read
-  u16(3);   // CountB
-  for (const auto& s : {std::array{5, 4, 0}, std::array{44, 2, 1}, std::array{2, 3, 9}}) {
-    u16(s[0]);
-    u16(s[1]);
-    raw += "rrrr";
-    u16(s[2]);
-    raw += "rrrr";
-  }
-  ASSERT_EQ(raw.size(), 288u + 120u);
-  raw += "IJKLMNOP" + std::string(66, 'r');
-  u16(0);
-  u16(0);
+  auto slot = [](int format, int length, int name_index) {
+    return Le16(format) + Le16(length) + "rrrr" + Le16(name_index) + "rrrr";
+  };
+  // Four field names, one security type, two databases.
+  ByteString raw = kVersion + std::string(76, 'h') + Le16(4) + text("LAST") +
+                   text("  X PROCESS CODE Y", '\0') + text("\0LAST"s) + text("");
+  raw += Le16(1) + Le16(7) + text(" SPOTS\0"s) + Le16(2);
+  // LengthA, LengthB, SecType (unsigned), CountA (held as read), CountB, then the slots.
+  raw += "ABCDEFGH" + std::string(12, 'r') + Le16(30) + Le16(-31) + std::string(8, 'r') +
+         Le16(0xFFFE) + text("FIRST") + Le16(-3) + Le16(3) + slot(5, 4, 0) + slot(44, 2, 1) +
+         slot(2, 3, 9);
+  raw += "IJKLMNOP" + std::string(66, 'r') + Le16(0) + Le16(0);
 
   ASSERT_EQ(Parse(raw), ImageParseKind::kAccepted);
   EXPECT_EQ(std::string(db_.Header().Reserved7, 16), std::string(16, 'h'));
@@ -77,100 +107,78 @@ TEST_F(FeedDatabaseTest, ReadsEachPartAtItsOffset) {
   EXPECT_EQ(captions_, captions);
 }
 
-TEST_F(FeedDatabaseTest, IndexesOutOfRangeReadAsEmpty) {
-  ParseSample();
-  EXPECT_EQ(std::string(db_.FieldName(0)) + std::string(db_.FieldName(4)) +
-                std::string(db_.SecTypeName(0)) + std::string(db_.SecTypeName(3)),
-            "");
-  EXPECT_EQ(db_.SecTypeId(0) + db_.SecTypeId(3), 0);
-  EXPECT_EQ(db_.Database(0), nullptr);
-  EXPECT_EQ(db_.Database(3), nullptr);
-  for (int32_t j : {0, 4, 257, -1, 100000}) {
-    const FieldSlot& slot = db_.Database(1)->Slot(j);
-    EXPECT_EQ(slot.Format + slot.Length + slot.NameIndex + static_cast<int>(slot.kind), 0) << j;
-  }
-}
-
-TEST_F(FeedDatabaseTest, OtherVersionsAreRefusedAndLeaveTheOldContents) {
-  ParseSample();
-  const std::string before = Describe(db_);
-  const ByteString reversed("\x01\x00\x03\x09", 4);
-  const std::pair<ByteString, ByteString> cases[] = {
-      {kVersion, reversed},  // the image's version
-      {reversed, kVersion},  // the version asked for
-      {kVersion.substr(0, 3), kVersion},
-      {kVersion, kVersion.substr(0, 3)},
-  };
-  for (const auto& [asked, image] : cases) {
-    ImageLayout layout;
-    layout.version = image;
-    layout.field_names = {"OTHER"};
-    const ByteString bytes = image.size() == 4 ? WriteImage(layout) : image;
-    EXPECT_EQ(Parse(bytes, asked), ImageParseKind::kWrongVersion);
-    EXPECT_TRUE(captions_.empty());
-    EXPECT_EQ(Describe(db_), before);
-  }
-}
-
 TEST_F(FeedDatabaseTest, SecurityTypeNumbersCarryOverWhereTheNameIsMissing) {
-  ImageLayout first;
-  first.sec_types = {{5, "FUTURES   "}, {7, "SPOTS"}, {8, "future_options"}};
-  ASSERT_EQ(Parse(WriteImage(first)), ImageParseKind::kAccepted);
+  ASSERT_EQ(
+      Parse(WriteImage({.sec_types = {{5, "FUTURES   "}, {7, "SPOTS"}, {8, "future_options"}}})),
+      ImageParseKind::kAccepted);
   EXPECT_EQ(Describe(db_).substr(4), "|5=FUTURES|7=SPOTS|8=future_options|5,0,7");
-  ImageLayout second;
-  second.sec_types = {{9, "FUTURE_OPTIONS"}, {3, "SPOTS"}, {4, "SPOTS"}};
-  ASSERT_EQ(Parse(WriteImage(second)), ImageParseKind::kAccepted);
+  ASSERT_EQ(Parse(WriteImage({.sec_types = {{9, "FUTURE_OPTIONS"}, {3, "SPOTS"}, {4, "SPOTS"}}})),
+            ImageParseKind::kAccepted);
   // The later entry of a name wins.
   EXPECT_EQ(Describe(db_).substr(4), "|9=FUTURE_OPTIONS|3=SPOTS|4=SPOTS|5,9,4");
 }
 
-TEST_F(FeedDatabaseTest, RecordsOfMoreThan256FieldsKeepTheFirst256) {
-  ImageLayout layout = SampleLayout();
-  layout.databases[0].slots.clear();
-  for (int16_t j = 1; j <= 300; ++j)
-    layout.databases[0].slots.push_back({j, 1, 1});
-  ASSERT_EQ(Parse(WriteImage(layout)), ImageParseKind::kAccepted);
+// Entries beyond the 256 a record holds are stepped over, and the next record follows them.
+// Indexes outside the lists read as empty rather than out of range.
+TEST_F(FeedDatabaseTest, RecordsKeepTheFirst256FieldsAndIndexesOutsideReadAsEmpty) {
+  ParseSample();
   const DatabaseRec& big = *db_.Database(1);
-  EXPECT_EQ(big.CountB, 300);
-  EXPECT_EQ(big.Slot(256).Format, 256);
+  EXPECT_EQ(big.CountB, 260);
+  EXPECT_EQ(big.Slot(256).Format, 3);
   EXPECT_EQ(big.Slot(256).kind, FieldKind::kLast);
   EXPECT_EQ(big.Slot(257).Format, 0);
-  EXPECT_EQ(std::string(db_.Database(2)->Key1, 4), "LKJI");  // placed behind all 300
+  EXPECT_EQ(std::string(db_.Database(2)->Key1, 4), "LKJI");
   EXPECT_EQ(db_.Database(2)->Slot(1).Format, 48);
+  EXPECT_EQ(std::string(db_.FieldName(0)) + std::string(db_.FieldName(4)) +
+                std::string(db_.SecTypeName(0)) + std::string(db_.SecTypeName(3)),
+            "");
+  EXPECT_EQ(db_.SecTypeId(0) + db_.SecTypeId(3), 0);
+  EXPECT_EQ(db_.FieldName(3), "PROCESS CODE");  // the last one is still in range
+  EXPECT_TRUE(db_.Database(0) == nullptr && db_.Database(3) == nullptr);
+  for (int32_t j : {0, 4, 257, -1, 100000}) {
+    const FieldSlot& s = db_.Database(2)->Slot(j);
+    EXPECT_EQ(s.Format + s.Length + s.NameIndex + static_cast<int>(s.kind), 0) << j;
+  }
 }
 
-TEST_F(FeedDatabaseTest, MalformedImagesAreRefusedWhole) {
+TEST_F(FeedDatabaseTest, RefusedImagesLeaveTheOldContents) {
   const ByteString good = WriteImage(SampleLayout());
+  const ByteString reversed("\x01\x00\x03\x09", 4);
+  // The good image with the 16-bit count at `at` set to `v`.
+  auto patched = [&good](size_t at, int v) { return ByteString(good).replace(at, 2, Le16(v)); };
   const size_t n_at = 82 + 3 * 40;
   const size_t d_at = n_at + 2 + 2 * 42;
   const size_t count_b_at = d_at + 2 + image_format::kDbCountBOffset;
+  constexpr auto kWrong = ImageParseKind::kWrongVersion;
+  constexpr auto kBad = ImageParseKind::kMalformed;
   const struct {
     const char* what;
-    size_t at;
-    int value;
+    ByteString image, asked;
+    ImageParseKind want;
   } cases[] = {
-      {"negative F", 80, -1},
-      {"F beyond the image", 80, 1000},
-      {"negative N", n_at, -2},
-      {"N beyond the image", n_at, 300},
-      {"negative D", d_at, -32768},
-      {"D beyond the image", d_at, 3},
-      {"negative CountB", count_b_at, -1},
-      {"CountB beyond the image", count_b_at, 400},
+      {"the image's version", reversed + good.substr(4), kVersion, kWrong},
+      {"the version asked for", good, reversed, kWrong},
+      {"a short version asked for", good, kVersion.substr(0, 3), kWrong},
+      {"a short image", kVersion.substr(0, 3), kVersion, kWrong},
+      {"negative F", patched(80, -1), kVersion, kBad},
+      {"F beyond the image", patched(80, 1000), kVersion, kBad},
+      {"negative N", patched(n_at, -2), kVersion, kBad},
+      {"N beyond the image", patched(n_at, 300), kVersion, kBad},
+      {"negative D", patched(d_at, -32768), kVersion, kBad},
+      {"D beyond the image", patched(d_at, 3), kVersion, kBad},
+      {"negative CountB", patched(count_b_at, -1), kVersion, kBad},
+      {"CountB beyond the image", patched(count_b_at, 400), kVersion, kBad},
   };
   ParseSample();
   const std::string before = Describe(db_);
   for (const auto& c : cases) {
-    ByteString bad = good;
-    bad[c.at] = static_cast<char>(c.value & 0xFF);
-    bad[c.at + 1] = static_cast<char>((c.value >> 8) & 0xFF);
-    const ImageParse result = ParseFeedImage(bad, kVersion, &db_, nullptr);
-    EXPECT_EQ(result.kind, ImageParseKind::kMalformed) << c.what;
+    const ImageParse result = ParseFeedImage(c.image, c.asked, &db_, nullptr);
+    EXPECT_EQ(result.kind, c.want) << c.what;
     EXPECT_FALSE(result.reason.empty()) << c.what;
     EXPECT_EQ(Describe(db_), before) << c.what;
   }
   for (size_t size = 4; size < good.size(); ++size)
-    EXPECT_EQ(Parse(good.substr(0, size)), ImageParseKind::kMalformed) << size;
+    EXPECT_EQ(Parse(good.substr(0, size)), kBad) << size;
   EXPECT_EQ(Describe(db_), before);
 }
 
@@ -191,7 +199,43 @@ TEST_F(FeedDatabaseTest, KeysArePacketOrderReversedAndTheFirstRecordWins) {
   };
   for (const auto& [wire, want] : cases)
     EXPECT_EQ(FindDatabaseIndex(db_, wire), want) << wire;
-  EXPECT_EQ(FindDatabaseIndex(FeedDatabase(), "ABCD"), -1);
+}
+
+// Damaged images: whatever bytes arrive, the reader stays inside them and either accepts a
+// consistent database or leaves the old one alone.
+TEST(ImageFuzzTest, TruncatedAndFlippedImagesNeverBreakTheDatabase) {
+  const ByteString good = WriteImage(SampleLayout());
+  std::mt19937 rng(7);
+  int accepted = 0;
+  for (int i = 0; i < 3000; ++i) {
+    ByteString image = good;
+    for (unsigned flips = rng() % 5; flips > 0; --flips) {
+      // Most flips land in the counts and the fixed parts, where they do the most harm.
+      const size_t at = rng() % 2 ? rng() % image.size() : 80 + rng() % 300;
+      image[at] = static_cast<char>(rng());
+    }
+    if (rng() % 2) image.resize(rng() % (image.size() + 1));
+
+    FeedDatabase db;
+    ASSERT_EQ(ParseFeedImage(good, kVersion, &db, nullptr).kind, ImageParseKind::kAccepted);
+    const std::string before = Describe(db);
+    const ImageParse result = ParseFeedImage(image, kVersion, &db, [](std::string_view) {});
+    if (result.kind != ImageParseKind::kAccepted) {
+      ASSERT_EQ(Describe(db), before) << "iteration " << i;
+      continue;
+    }
+    ++accepted;
+    for (int32_t d = 1; d <= db.DatabaseCount(); ++d) {
+      const DatabaseRec& rec = *db.Database(d);
+      const ByteString wire{rec.Key1[3], rec.Key1[2], rec.Key1[1], rec.Key1[0]};
+      const int16_t found = FindDatabaseIndex(db, wire);
+      ASSERT_GE(found, 1);
+      ASSERT_LE(found, d);
+      for (int32_t j = 0; j <= 300; ++j)
+        (void)rec.Slot(j).kind;
+    }
+  }
+  EXPECT_GT(accepted, 0);  // the loop reached the accepting path too
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "tests/support/quote_rig.h"
 
@@ -16,22 +17,15 @@ constexpr int32_t kOther = 99;
 // What SetField changed in a record whose every slot holds a value of its own, as text.
 std::string Changes(FieldKind kind, std::string_view bytes, int32_t sec_type = kOther,
                     int32_t flags = 0, float change_def = -1.0f) {
+#define QUOTLINK_SLOT(name) std::make_pair(#name, &SimboloRec::name)
   static const std::pair<const char*, float SimboloRec::*> kSlots[] = {
-      {"Previous", &SimboloRec::Previous},
-      {"Last", &SimboloRec::Last},
-      {"OpenV", &SimboloRec::OpenV},
-      {"High", &SimboloRec::High},
-      {"Low", &SimboloRec::Low},
-      {"Ask", &SimboloRec::Ask},
-      {"AskS", &SimboloRec::AskS},
-      {"Bid", &SimboloRec::Bid},
-      {"BidS", &SimboloRec::BidS},
-      {"PreviousVol", &SimboloRec::PreviousVol},
-      {"LastS", &SimboloRec::LastS},
-      {"Vol", &SimboloRec::Vol},
-      {"OInt", &SimboloRec::OInt},
-      {"Change", &SimboloRec::Change},
-      {"ChangeFieldDef", &SimboloRec::ChangeFieldDef}};
+      QUOTLINK_SLOT(Previous),    QUOTLINK_SLOT(Last),   QUOTLINK_SLOT(OpenV),
+      QUOTLINK_SLOT(High),        QUOTLINK_SLOT(Low),    QUOTLINK_SLOT(Ask),
+      QUOTLINK_SLOT(AskS),        QUOTLINK_SLOT(Bid),    QUOTLINK_SLOT(BidS),
+      QUOTLINK_SLOT(PreviousVol), QUOTLINK_SLOT(LastS),  QUOTLINK_SLOT(Vol),
+      QUOTLINK_SLOT(OInt),        QUOTLINK_SLOT(Change), QUOTLINK_SLOT(ChangeFieldDef),
+  };
+#undef QUOTLINK_SLOT
   SimboloRec before = NewWorkingRecord();
   float v = 1000.0f;
   for (const auto& [name, slot] : kSlots)
@@ -54,56 +48,56 @@ std::string Changes(FieldKind kind, std::string_view bytes, int32_t sec_type = k
 // 04 D5 is 1237: 12.37 under the field's code 2. Sizes read under code 0 instead, where
 // ProcessCode 1 makes the last digit eighths.
 TEST(SetFieldTest, EachNameFillsItsSlotAndNoOther) {
-  const std::pair<std::string_view, std::string> cases[] = {
-      {"LAST", "Last=12.37 "},
-      {"HIGH", "High=12.37 "},
-      {"LOW", "Low=12.37 "},
-      {"OPEN", "OpenV=12.37 "},
-      {"ASK", "Ask=12.37 "},
-      {"ASK PRICE", "Ask=12.37 "},
-      {"BID", "Bid=12.37 "},
-      {"BID PRICE", "Bid=12.37 "},
-      {"PREVIOUS CLOSE", "Previous=12.37 "},
-      {"CHANGE FIELD DEF", "ChangeFieldDef=12.37 "},
-      {"ASK SIZE", "AskS=123.875 "},
-      {"BID SIZE", "BidS=123.875 "},
-      {"INCREMENTAL VOLUME", "LastS=123.875 "},
-      {"VOLUME", "Vol=123.875 "},
-      {"PREVIOUS VOLUME", "PreviousVol=123.875 "},
-      {"OPEN INTEREST", "OInt=123.875 "},
-      {"SYMBOL", "Simbolo=\x04\xD5           "},
-      {"CHANGE", ""},  // not while ChangeFieldDef is -1
-      {"PROCESS CODE", ""},
-      {"LAST ", ""},
-      {"symbol", ""},
-  };
-  for (const auto& [name, want] : cases)
-    EXPECT_EQ(Changes(FieldKindOf(name), "\x04\xD5"), want) << name;
-}
-
-TEST(SetFieldTest, LastGoesWhereTheFlagsSayUnderTheSteeredTypes) {
   const struct {
-    int32_t sec_type, flags;
+    std::vector<std::string_view> names;
     std::string want;
   } cases[] = {
-      {kOther, 0x0004, "Last=12.37 "},
-      {kTypes.FuturesSecType, 0x0000, ""},
-      {kTypes.FuturesSecType, 0x0001, ""},
-      {kTypes.SpotsSecType, 0x0006, "Last=12.37 Ask=12.37 "},
-      {kTypes.FutureOptionsSecType, 0x0108, "Last=12.37 Bid=12.37 "},
-      {kTypes.FuturesSecType, 0x0200, "Last=12.37 "},
-      {kTypes.SpotsSecType, 0x0400, "Last=12.37 "},
-      {kTypes.FutureOptionsSecType, 0x000C, "Ask=12.37 Bid=12.37 "},
+      {{"LAST"}, "Last=12.37 "},
+      {{"HIGH"}, "High=12.37 "},
+      {{"LOW"}, "Low=12.37 "},
+      {{"OPEN"}, "OpenV=12.37 "},
+      {{"ASK", "ASK PRICE"}, "Ask=12.37 "},
+      {{"BID", "BID PRICE"}, "Bid=12.37 "},
+      {{"PREVIOUS CLOSE"}, "Previous=12.37 "},
+      {{"CHANGE FIELD DEF"}, "ChangeFieldDef=12.37 "},
+      {{"ASK SIZE"}, "AskS=123.875 "},
+      {{"BID SIZE"}, "BidS=123.875 "},
+      {{"INCREMENTAL VOLUME"}, "LastS=123.875 "},
+      {{"VOLUME"}, "Vol=123.875 "},
+      {{"PREVIOUS VOLUME"}, "PreviousVol=123.875 "},
+      {{"OPEN INTEREST"}, "OInt=123.875 "},
+      {{"SYMBOL"}, "Simbolo=\x04\xD5           "},
+      // "CHANGE" waits for a ChangeFieldDef above -1; the others name no slot.
+      {{"CHANGE", "PROCESS CODE", "LAST ", "symbol"}, ""},
   };
   for (const auto& c : cases) {
-    EXPECT_EQ(Changes(FieldKind::kLast, "\x04\xD5", c.sec_type, c.flags), c.want)
-        << "type " << c.sec_type << ", flags " << c.flags;
+    for (std::string_view name : c.names)
+      EXPECT_EQ(Changes(FieldKindOf(name), "\x04\xD5"), c.want) << name;
   }
 }
 
-TEST(SetFieldTest, ChangeAndSymbol) {
-  EXPECT_EQ(Changes(FieldKind::kChange, "\x04\xD5", kOther, 0, -1.5f), "");
-  EXPECT_EQ(Changes(FieldKind::kChange, "\x04\xD5", kOther, 0, -0.5f), "Change=12.37 ");
+// Under the steered types "LAST" goes where QuoteFlags say; "CHANGE" waits for ChangeFieldDef.
+TEST(SetFieldTest, LastAndChangeFollowTheRecord) {
+  const struct {
+    FieldKind kind;
+    int32_t sec_type, flags;
+    float change_def;
+    std::string want;
+  } cases[] = {
+      {FieldKind::kLast, kOther, 0x0004, -1, "Last=12.37 "},
+      {FieldKind::kLast, kTypes.FuturesSecType, 0x0000, -1, ""},
+      {FieldKind::kLast, kTypes.FuturesSecType, 0x0001, -1, ""},
+      {FieldKind::kLast, kTypes.SpotsSecType, 0x0006, -1, "Last=12.37 Ask=12.37 "},
+      {FieldKind::kLast, kTypes.FutureOptionsSecType, 0x0108, -1, "Last=12.37 Bid=12.37 "},
+      {FieldKind::kLast, kTypes.FuturesSecType, 0x0200, -1, "Last=12.37 "},
+      {FieldKind::kLast, kTypes.SpotsSecType, 0x0400, -1, "Last=12.37 "},
+      {FieldKind::kLast, kTypes.FutureOptionsSecType, 0x000C, -1, "Ask=12.37 Bid=12.37 "},
+      {FieldKind::kChange, kOther, 0, -0.5f, "Change=12.37 "},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(Changes(c.kind, "\x04\xD5", c.sec_type, c.flags, c.change_def), c.want)
+        << "type " << c.sec_type << ", flags " << c.flags;
+  }
   EXPECT_EQ(Changes(FieldKind::kSymbol, "ABCDEFGHIJKLMN"), "Simbolo=ABCDEFGHIJKL ");
 }
 
