@@ -12,6 +12,8 @@ namespace {
 
 using std::string_literals::operator""s;
 
+const ByteString kTest = "D\x0E\0\0\0\x64\0\0"s;
+const ByteString kReset = "D\x1C\0\0\0\x64\0\0"s;
 const ByteString kImage2 = "D\x05\x09\x03\0\x02\0\0"s;
 
 // The feed connects 10 ms after the Connect and answers the watch list reset at once; a status
@@ -62,7 +64,7 @@ TEST(SessionTest, TheThreeWaits) {
     EXPECT_TRUE(t.f.udp.bound());
     EXPECT_EQ(t.Out(), c.out);
     if (t.f.link.DatabasePending) {
-      EXPECT_EQ(t.f.tcp.sent.back(), kImage2);
+      EXPECT_EQ(t.f.tcp.sent, (std::vector<ByteString>{kTest, kReset, kImage2}));
       EXPECT_EQ(t.f.link.DatabaseRequestTime, t.f.clock.Now());
     }
   }
