@@ -14,32 +14,32 @@ using std::string_literals::operator""s;
 const ByteString kImageDone = "D\x0D\0\0\0\x64\0\0"s;
 const ByteString kImageRequest = "D\x05\x09\x03\0\x01\0\0"s;
 
-ByteString SomeImage() {
-  ByteString image;
-  for (int i = 0; i < 350; ++i)
-    image.push_back(static_cast<char>(i % 251));  // markers and zero bytes among the rest
-  return image;
-}
-
-// A connected, verified link that has just asked for the image &H09030001.
+// A connected, verified link that has just asked for the image &H09030001, and an image of
+// four frames with markers and zero bytes among its bytes.
 struct Transfer {
   LinkFixture f;
-  ByteString image = SomeImage();
-  std::vector<ByteString> frames = CutImageIntoFrames(image, 100);
+  ByteString image;
+  std::vector<ByteString> frames;
 
   Transfer() {
+    for (int i = 0; i < 350; ++i)
+      image.push_back(static_cast<char>(i % 251));
+    frames = CutImageIntoFrames(image, 100);
     f.tcp.RaiseConnect();
     f.link.FeedVerified = 1;
     f.link.VersionValue = 151191553;
     f.link.MarkImagePending();
   }
-  void Send(FeedPath path, ByteView frame) {
+  void Send(ByteView frame, FeedPath path = FeedPath::kTcp) {
     path == FeedPath::kTcp ? f.link.ProcessPacketTCP(frame) : f.link.ProcessPacketUDP(frame);
   }
-  void Tcp(ByteView frame) { Send(FeedPath::kTcp, frame); }
-  std::string Log(size_t from, size_t to) const {
-    std::string log;
+  void SendFrames(size_t from, size_t to) {
     for (size_t k = from; k < to; ++k)
+      Send(frames[k]);
+  }
+  std::string Log(size_t to) const {
+    std::string log;
+    for (size_t k = 0; k < to; ++k)
       log += frames[k] + "\r\n";
     return log;
   }
@@ -62,7 +62,7 @@ TEST(TransferTest, WholeTransferHandsTheImageUpLogsItAndAnswers) {
     if (!c.log) t.f.settings.DataFolder += "no/such/folder/";
     t.f.link.PacketCount(c.path) = 40;
     for (const auto& fr : t.frames)
-      t.Send(c.path, fr);
+      t.Send(fr, c.path);
     EXPECT_EQ(t.f.decoders.images, std::vector<ByteString>{t.image});
     EXPECT_EQ(t.f.decoders.versions, std::vector<ByteString>{"\x09\x03\0\x01"s});
     EXPECT_EQ(t.f.link.DatabasePending, c.pending);
@@ -73,7 +73,7 @@ TEST(TransferTest, WholeTransferHandsTheImageUpLogsItAndAnswers) {
     EXPECT_EQ(t.f.tcp.sent, std::vector<ByteString>{kImageDone});
     const std::string end = "Normal end.\r\nProcess FDATABASE\r\nOK Process FDATABASE  ";
     EXPECT_EQ(t.f.dir.Read("temp.txt"),
-              c.log ? t.Log(0, t.frames.size()) + end + std::to_string(c.pending) + "\r\n" : "");
+              c.log ? t.Log(t.frames.size()) + end + std::to_string(c.pending) + "\r\n" : "");
     EXPECT_TRUE(t.f.link.Transfer(c.path).ImageText.empty());
   }
 }
@@ -81,37 +81,32 @@ TEST(TransferTest, WholeTransferHandsTheImageUpLogsItAndAnswers) {
 // Pieces count from a first piece, which starts over; each path gathers its own image.
 TEST(TransferTest, EachPathGathersFromItsNewestFirstPiece) {
   Transfer t;
-  t.Tcp(t.frames[1]);
-  t.Tcp(t.frames.back());
-  EXPECT_FALSE(TempDir::Exists(t.f.dir.File("temp.txt")));
-  t.Tcp(t.frames[0]);
-  t.Tcp(t.frames[1]);
-  t.Tcp(t.frames[0]);
+  t.Send(t.frames[1]);
+  t.Send(t.frames.back());
+  t.SendFrames(0, 2);
+  t.Send(t.frames[0]);
   for (const auto& fr : t.frames)
-    t.Send(FeedPath::kUdp, fr);
-  for (size_t k = 1; k < t.frames.size(); ++k)
-    t.Tcp(t.frames[k]);
+    t.Send(fr, FeedPath::kUdp);
+  t.SendFrames(1, t.frames.size());
   EXPECT_EQ(t.f.decoders.images, (std::vector<ByteString>{t.image, t.image}));
 }
 
 TEST(TransferTest, RetryAfterAMinuteDropsTheTransferAndAsksAgain) {
   Transfer t;
-  t.Tcp(t.frames[0]);
+  t.Send(t.frames[0]);
   t.f.clock.Advance(60001);
   t.f.link.TcpPacketCount = 40;
   t.f.log.Take();
-  t.Tcp(t.frames[1]);  // appended and logged, then the same frame fires the retry
+  t.Send(t.frames[1]);  // appended and logged, then the same frame fires the retry
   EXPECT_EQ(t.f.log.Take(), "Info1: Trying new download\n");
   EXPECT_EQ(t.f.tcp.sent, std::vector<ByteString>{kImageRequest});
   EXPECT_EQ(t.f.link.TcpPacketCount, 0);
   EXPECT_EQ(t.f.link.DatabaseRequestTime, t.f.clock.Now());
-  EXPECT_EQ(t.f.dir.Read("temp.txt"), t.Log(0, 2));
+  EXPECT_EQ(t.f.dir.Read("temp.txt"), t.Log(2));
   // The rest of the dropped transfer is ignored; a new one goes through.
-  for (size_t k = 2; k < t.frames.size(); ++k)
-    t.Tcp(t.frames[k]);
+  t.SendFrames(2, t.frames.size());
   EXPECT_TRUE(t.f.decoders.images.empty());
-  for (const auto& fr : t.frames)
-    t.Tcp(fr);
+  t.SendFrames(0, t.frames.size());
   EXPECT_EQ(t.f.decoders.images, std::vector<ByteString>{t.image});
 }
 
@@ -119,27 +114,25 @@ TEST(TransferTest, RetryComesOnlyAfterTheMinuteOnFramesThatReachItsStep) {
   Transfer t;
   t.f.link.QuotesEnabled = 1;
   t.f.clock.Advance(60000);
-  t.Tcp(StatusPacket(6));  // a minute exactly: not yet
+  t.Send(StatusPacket(6));  // a minute exactly: not yet
   t.f.clock.Advance(1);
-  t.Tcp(BuildFrame(20, "quotes"));  // stopped before the retry
-  t.Tcp(BuildFrame(34, "marker"));  // stopped before the retry on TCP
+  t.Send(BuildFrame(20, "quotes"));  // stopped before the retry
+  t.Send(BuildFrame(34, "marker"));  // stopped before the retry on TCP
   EXPECT_TRUE(t.f.tcp.sent.empty());
-  t.Tcp(BuildFrame(28, "record"));
+  t.Send(BuildFrame(28, "record"));
   EXPECT_EQ(t.f.tcp.sent, std::vector<ByteString>{kImageRequest});
   // A late end frame still ends the image: no retry once it has.
-  for (size_t k = 0; k + 1 < t.frames.size(); ++k)
-    t.Tcp(t.frames[k]);
+  t.SendFrames(0, t.frames.size() - 1);
   t.f.clock.Advance(61000);
-  t.Tcp(t.frames.back());
+  t.Send(t.frames.back());
   t.f.clock.Advance(61000);
-  t.Tcp(StatusPacket(6));
+  t.Send(StatusPacket(6));
   EXPECT_EQ(t.f.tcp.sent, (std::vector<ByteString>{kImageRequest, kImageDone}));
-  // A refused image stays pending: the first frame a minute after the last request (here its
-  // own end frame) asks again.
+  // A refused image stays pending: the first frame a minute after the last request (its own
+  // end frame) asks again.
   t.f.decoders.accept = false;
-  for (const auto& fr : t.frames)
-    t.Tcp(fr);
-  t.Tcp(StatusPacket(6));
+  t.SendFrames(0, t.frames.size());
+  t.Send(StatusPacket(6));
   EXPECT_EQ(t.f.tcp.sent,
             (std::vector<ByteString>{kImageRequest, kImageDone, kImageDone, kImageRequest}));
 }

@@ -11,8 +11,7 @@
 namespace quotlink {
 namespace {
 
-class RecordingHost : public IntakeHost {
- public:
+struct RecordingHost : IntakeHost {
   void Pump() override { ++pumps; }
   void Beep() override { ++beeps; }
   void Deliver(ByteView frame) override { frames.emplace_back(frame); }
@@ -96,9 +95,8 @@ TEST(IntakeTest, UdpPumpsOncePerPassAndTheBufferMovesOncePerRead) {
   EXPECT_EQ(buf.text.size(), kB.size());
 }
 
-// The intake over the link's sockets: the same socket's event in the pump of a pass reads
-// nothing until the next event; while the image is pending UDP reads are thrown away and TCP goes
-// on; the limit beeps on the console.
+// Over the link's sockets: an event of the same socket in a pass's pump waits for the next
+// event; UDP reads are thrown away while the image is pending; the limit beeps on the console.
 TEST(LinkIntakeTest, OverTheSockets) {
   LinkFixture f;
   std::vector<ByteString> seen;
