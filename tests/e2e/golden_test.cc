@@ -1,26 +1,17 @@
 // The golden transcript: a recorded simulator session with faults (golden/session.cap, made by
-// golden/record_session.sh) replayed into `quotlink watch --json --console=log`, and everything
-// the feeder writes compared byte for byte with golden/session.transcript. It holds the whole
-// feeder to what it does today, quote by quote and caption by caption.
-//
-// After an intended change of behaviour, rewrite the transcript and review its diff:
+// golden/record_session.sh) replayed into `quotlink watch --json --console=log`, and all the
+// feeder writes compared byte for byte with golden/session.transcript. After an intended change:
 //
 //   QUOTLINK_GOLDEN_UPDATE=1 build/tests/e2e/quotlink_e2e_test --gtest_filter='Golden*'
 //
 // Why the replay gives the same output on every run:
-// - The capture is TCP only: one ordered stream, so the feeder sees the same frames in the same
-//   order whatever the timing; quotes on UDP would race the TCP frames.
-// - The replaying simulator still answers requests itself. Its answers to the greeting come at
-//   once, long before the recorded ones (the capture starts with a silent client); its image is
-//   held back for ten minutes; and its only instrument is none that the feeder asks about, so
-//   the records and quotes the feeder gets are the recorded ones alone.
+// - The capture is TCP only: one ordered stream whatever the timing (UDP would race it).
+// - The replaying simulator answers the greeting at once, long before the recorded answers, holds
+//   its own image back, and streams only an instrument nobody asks for.
 // - Standard error shares the output pipe, so quotes and console lines keep their order.
-// - The feeder's status timer writes "Packets TCP/UDP" every 2 s, on the clock: the capture is
-//   quiet around those moments, so the counts and the line's place are fixed.
-// - A quote rings the feeder's bell only when the symbol, the price or the second of the wall
-//   clock changed since the last ring: two quotes at one price a few milliseconds apart ring
-//   once, or twice when a second turns between them. The feeder starts at a moment that puts
-//   the whole stretch of quotes inside one second.
+// - The status line comes every 2 s on the clock: the capture is quiet around those moments.
+// - The bell rings when the symbol, the price or the clock's second changes: the feeder starts at
+//   a moment that puts the whole stretch of quotes inside one second.
 // The capture is checked for the last two before the replay. Masked: TimeV, the time of day.
 #include <gtest/gtest.h>
 #include <sys/socket.h>

@@ -104,11 +104,6 @@ struct FeederOfUniverse : FeederFixture {
       }
     }
   }
-  // Hands the feeder a packet of one quote of `inst`.
-  void Decode(uint8_t form, const Instrument& inst, const ByteString& quote) {
-    bas.Quotes().DecodeQuotePacket(
-        QuotePacket(u.WireKey(inst.kind), form, u.HeadWidth(inst.kind), {quote}));
-  }
   void ExpectStateStored(bool with_day_fields) {
     for (size_t i = 0; i < u.size(); ++i) {
       const Instrument& inst = u.at(i);
@@ -174,32 +169,14 @@ TEST(FeedsimDecoding, StreamKeepsTheFeedersTableEqualToTheMarketAcrossANewDay) {
   Rng rng(11);
   while (f.u.Step(&es, &rng) != kFlagTrade) {
   }
-  f.Decode(kFormFieldList, es, FieldListQuote(f.u, es, kFlagTrade));
+  f.bas.Quotes().DecodeQuotePacket(QuotePacket(f.u.WireKey(es.kind), kFormFieldList,
+                                               f.u.HeadWidth(es.kind),
+                                               {FieldListQuote(f.u, es, kFlagTrade)}));
   const SimboloRec* r = f.Stored(es);
   EXPECT_LT(r->Vol, es_volume_before);
   EXPECT_EQ(r->Vol, static_cast<float>(es.last_size));
   ExpectPrice(r->Previous, es.price_code, es_last, "previous after the new day");
   ExpectPrice(r->OpenV, es.price_code, es.open, "open after the new day");
-}
-
-TEST(FeedsimDecoding, UnknownWatchedInstrumentIsAddedFromAPositionalQuote) {
-  FeederOfUniverse f;
-  const Instrument& zb = f.u.at(3);
-  ASSERT_EQ(zb.symbol, "ZB");
-  // A field list of an instrument the feeder doesn't know makes it ask; the answer to request 7
-  // is a positional quote, which adds the record with its definition fields.
-  f.Decode(kFormFieldList, zb, FieldListQuote(f.u, zb, kFlagTrade));
-  EXPECT_EQ(f.tcp.sent.size(), 8u);
-  EXPECT_EQ(f.Stored(zb), nullptr);
-  f.Decode(kFormFullRecord, zb, PositionalQuote(f.u, zb, true));
-  const SimboloRec* r = f.Stored(zb);
-  ASSERT_NE(r, nullptr);
-  EXPECT_EQ(r->ProcessCode, ScaleOf(zb.price_code).process_code);
-  EXPECT_EQ(r->PrimaryFormat, ScaleOf(zb.price_code).format);
-  // The short positional form (CountA fields) then fills its prices.
-  f.Decode(kFormShortRecord, zb, PositionalQuote(f.u, zb, false));
-  ExpectPrice(f.Stored(zb)->Last, zb.price_code, zb.last, "last");
-  ExpectPrice(f.Stored(zb)->Previous, zb.price_code, zb.previous, "previous");
 }
 
 }  // namespace
