@@ -4,6 +4,7 @@
 #ifndef QUOTLINK_TESTS_SUPPORT_QUOTE_FRAMES_H_
 #define QUOTLINK_TESTS_SUPPORT_QUOTE_FRAMES_H_
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -14,27 +15,6 @@
 #include "tools/imagegen/image_writer.h"
 
 namespace quotlink {
-
-// Field names, by name index (from 0).
-enum TestName : int16_t {
-  kNSymbol,
-  kNLast,
-  kNBid,
-  kNAsk,
-  kNVolume,
-  kNProcessCode,
-  kNFlags,
-  kNPrimary,
-  kNSecondary,
-  kNHigh,
-  kNLow,
-  kNPrevious,
-  kNChange,
-  kNChangeDef,
-  kNIncVolume,
-  kNOpen,
-  kNBidSize,
-};
 
 inline ImageLayout TestImageLayout() {
   ImageLayout img;
@@ -55,6 +35,11 @@ inline ImageLayout TestImageLayout() {
                      "INCREMENTAL VOLUME",
                      "OPEN",
                      "BID SIZE"};
+  // A slot of `width` bytes in `format` for the field called `name`.
+  const auto slot = [&img](int16_t format, int16_t width, std::string_view name) {
+    const auto at = std::find(img.field_names.begin(), img.field_names.end(), name);
+    return SlotLayout{format, width, static_cast<int16_t>(at - img.field_names.begin())};
+  };
   img.sec_types = {{1, "EQUITY"}, {7, "FUTURES"}, {8, "FUTURE_OPTIONS"}, {9, "SPOTS"}};
   DatabaseLayout eq;
   eq.key1 = "ABCD";  // the wire carries it as DCBA
@@ -62,18 +47,22 @@ inline ImageLayout TestImageLayout() {
   eq.sec_type = 1;
   eq.count_a = 3;
   eq.length_a = 11;
-  eq.slots = {{0, 6, kNSymbol}, {0, 1, kNProcessCode}, {2, 4, kNLast},
-              {2, 4, kNBid},    {2, 4, kNAsk},         {0, 4, kNVolume},
-              {2, 4, kNHigh},   {2, 4, kNLow},         {2, 4, kNPrevious}};
+  eq.slots = {slot(0, 6, "SYMBOL"),        slot(0, 1, "TICK PROCESS CODE"),
+              slot(2, 4, "LAST"),          slot(2, 4, "BID"),
+              slot(2, 4, "ASK"),           slot(0, 4, "VOLUME"),
+              slot(2, 4, "HIGH"),          slot(2, 4, "LOW"),
+              slot(2, 4, "PREVIOUS CLOSE")};
   DatabaseLayout fut;
   fut.key1 = "FUT1";  // the wire carries it as 1TUF
   fut.key2 = "FUT2";
   fut.sec_type = 7;
   fut.count_a = 5;
   fut.length_a = 13;
-  fut.slots = {{0, 6, kNSymbol},   {0, 1, kNProcessCode}, {44, 2, kNFlags},
-               {46, 1, kNPrimary}, {45, 3, kNLast},       {45, 3, kNBid},
-               {47, 3, kNAsk},     {48, 1, kNSecondary},  {0, 2, kNVolume}};
+  fut.slots = {slot(0, 6, "SYMBOL"), slot(0, 1, "TICK PROCESS CODE"),
+               slot(44, 2, "FLAGS"), slot(46, 1, "PRIMARY FORMAT"),
+               slot(45, 3, "LAST"),  slot(45, 3, "BID"),
+               slot(47, 3, "ASK"),   slot(48, 1, "SECONDARY FORMAT"),
+               slot(0, 2, "VOLUME")};
   img.databases = {eq, fut};
   return img;
 }
