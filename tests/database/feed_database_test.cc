@@ -4,7 +4,6 @@
 
 #include <random>
 #include <string>
-#include <vector>
 
 #include "tools/imagegen/image_writer.h"
 
@@ -15,12 +14,11 @@ using std::string_literals::operator""s;
 
 const ByteString kVersion("\x09\x03\x00\x01", 4);
 
-// Three field names, two security types, and two databases: the first of 260 fields, more than
-// a record holds, so that the second sits behind entries the reader must step over.
+// The first database has 260 fields, more than a record holds: the reader must step over some.
 ImageLayout SampleLayout() {
   ImageLayout layout;
   layout.field_names = {"SYMBOL", "LAST", "PROCESS CODE"};
-  layout.sec_types = {{5, "FUTURES"}, {6, "EQUITY"}};
+  layout.sec_types = {{5, "FUTURES"}, {6, "FUTURE_OPTIONS"}};
   layout.databases = {{.key1 = "DCBA", .key2 = "HGFE", .sec_type = 5, .count_a = 1},
                       {.key1 = "LKJI", .key2 = "PONM", .sec_type = 6, .count_a = 2}};
   layout.databases[0].slots = {{0, 12, 0}, {2, 4, 1}};
@@ -63,20 +61,16 @@ ByteString Le16(int v) {
 
 class FeedDatabaseTest : public ::testing::Test {
  protected:
-  ImageParseKind Parse(ByteView image, ByteView version = kVersion) {
-    captions_.clear();
-    return ParseFeedImage(image, version, &db_,
-                          [this](std::string_view c) { captions_.emplace_back(c); })
-        .kind;
+  ImageParseKind Parse(ByteView image) {
+    return ParseFeedImage(image, kVersion, &db_, nullptr).kind;
   }
   void ParseSample() { ASSERT_EQ(Parse(WriteImage(SampleLayout())), ImageParseKind::kAccepted); }
 
   FeedDatabase db_;
-  std::vector<std::string> captions_;
 };
 
-// An image built byte by byte, independently of the image writer, holds the reader to the
-// documented offsets. Names lose blanks and NULs at both ends; one that starts with NUL is empty.
+// Built byte by byte, apart from the image writer. Names lose blanks and NULs at both ends; one
+// that starts with NUL is empty.
 TEST_F(FeedDatabaseTest, ReadsEachPartAtItsOffset) {
   auto text = [](std::string_view t, char pad = ' ') {
     return std::string(t) + std::string(40 - t.size(), pad);
@@ -84,7 +78,6 @@ TEST_F(FeedDatabaseTest, ReadsEachPartAtItsOffset) {
   auto slot = [](int format, int length, int name_index) {
     return Le16(format) + Le16(length) + "rrrr" + Le16(name_index) + "rrrr";
   };
-  // Four field names, one security type, two databases.
   ByteString raw = kVersion + std::string(76, 'h') + Le16(4) + text("LAST") +
                    text("  X PROCESS CODE Y", '\0') + text("\0LAST"s) + text("");
   raw += Le16(1) + Le16(7) + text(" SPOTS\0"s) + Le16(2);
@@ -95,114 +88,67 @@ TEST_F(FeedDatabaseTest, ReadsEachPartAtItsOffset) {
   raw += "IJKLMNOP" + std::string(66, 'r') + Le16(0) + Le16(0);
 
   ASSERT_EQ(Parse(raw), ImageParseKind::kAccepted);
-  EXPECT_EQ(std::string(db_.Header().Reserved7, 16), std::string(16, 'h'));
   // Name index 9 lies beyond the names: no name, no kind.
   EXPECT_EQ(Describe(db_).substr(4),
             "|LAST|X PROCESS CODE Y|||7=SPOTS|0,0,7"
             "|ABCDEFGH 30,-31 65534 -3 3 5/4/0/2 44/2/1/0p 2/3/9/0"
             "|IJKLMNOP 29298,29298 29298 0 0");
-  const std::vector<std::string> captions = {
-      "FIELD NAMES 1 of 4", "FIELD NAMES 2 of 4", "FIELD NAMES 3 of 4", "FIELD NAMES 4 of 4",
-      "SEC TYPES 1 of 1",   "END SEC TYPES ",     "DATABASE 1 of 2",    "DATABASE 2 of 2"};
-  EXPECT_EQ(captions_, captions);
 }
 
+// A type the new image doesn't name keeps its number; of two entries of one name the later wins.
 TEST_F(FeedDatabaseTest, SecurityTypeNumbersCarryOverWhereTheNameIsMissing) {
-  ASSERT_EQ(
-      Parse(WriteImage({.sec_types = {{5, "FUTURES   "}, {7, "SPOTS"}, {8, "future_options"}}})),
-      ImageParseKind::kAccepted);
-  EXPECT_EQ(Describe(db_).substr(4), "|5=FUTURES|7=SPOTS|8=future_options|5,0,7");
-  ASSERT_EQ(Parse(WriteImage({.sec_types = {{9, "FUTURE_OPTIONS"}, {3, "SPOTS"}, {4, "SPOTS"}}})),
+  ParseSample();
+  ASSERT_EQ(Parse(WriteImage({.sec_types = {{3, "SPOTS"}, {4, "SPOTS"}, {8, "futures"}}})),
             ImageParseKind::kAccepted);
-  // The later entry of a name wins.
-  EXPECT_EQ(Describe(db_).substr(4), "|9=FUTURE_OPTIONS|3=SPOTS|4=SPOTS|5,9,4");
+  EXPECT_EQ(Describe(db_).substr(4), "|3=SPOTS|4=SPOTS|8=futures|5,6,4");
 }
 
-// Entries beyond the 256 a record holds are stepped over, and the next record follows them.
 // Indexes outside the lists read as empty rather than out of range.
 TEST_F(FeedDatabaseTest, RecordsKeepTheFirst256FieldsAndIndexesOutsideReadAsEmpty) {
   ParseSample();
   const DatabaseRec& big = *db_.Database(1);
   EXPECT_EQ(big.CountB, 260);
   EXPECT_EQ(big.Slot(256).Format, 3);
-  EXPECT_EQ(big.Slot(256).kind, FieldKind::kLast);
   EXPECT_EQ(big.Slot(257).Format, 0);
   EXPECT_EQ(std::string(db_.Database(2)->Key1, 4), "LKJI");
-  EXPECT_EQ(db_.Database(2)->Slot(1).Format, 48);
-  EXPECT_EQ(std::string(db_.FieldName(0)) + std::string(db_.FieldName(4)) +
-                std::string(db_.SecTypeName(0)) + std::string(db_.SecTypeName(3)),
-            "");
-  EXPECT_EQ(db_.SecTypeId(0) + db_.SecTypeId(3), 0);
-  EXPECT_EQ(db_.FieldName(3), "PROCESS CODE");  // the last one is still in range
+  EXPECT_EQ(db_.FieldName(0), "");
+  EXPECT_EQ(db_.FieldName(4), "");
   EXPECT_TRUE(db_.Database(0) == nullptr && db_.Database(3) == nullptr);
-  for (int32_t j : {0, 4, 257, -1, 100000}) {
-    const FieldSlot& s = db_.Database(2)->Slot(j);
-    EXPECT_EQ(s.Format + s.Length + s.NameIndex + static_cast<int>(s.kind), 0) << j;
-  }
 }
 
 TEST_F(FeedDatabaseTest, RefusedImagesLeaveTheOldContents) {
   const ByteString good = WriteImage(SampleLayout());
-  const ByteString reversed("\x01\x00\x03\x09", 4);
-  // The good image with the 16-bit count at `at` set to `v`.
-  auto patched = [&good](size_t at, int v) { return ByteString(good).replace(at, 2, Le16(v)); };
-  const size_t n_at = 82 + 3 * 40;
-  const size_t d_at = n_at + 2 + 2 * 42;
-  const size_t count_b_at = d_at + 2 + image_format::kDbCountBOffset;
-  constexpr auto kWrong = ImageParseKind::kWrongVersion;
-  constexpr auto kBad = ImageParseKind::kMalformed;
-  const struct {
-    const char* what;
-    ByteString image, asked;
-    ImageParseKind want;
-  } cases[] = {
-      {"the image's version", reversed + good.substr(4), kVersion, kWrong},
-      {"the version asked for", good, reversed, kWrong},
-      {"a short version asked for", good, kVersion.substr(0, 3), kWrong},
-      {"a short image", kVersion.substr(0, 3), kVersion, kWrong},
-      {"negative F", patched(80, -1), kVersion, kBad},
-      {"F beyond the image", patched(80, 1000), kVersion, kBad},
-      {"negative N", patched(n_at, -2), kVersion, kBad},
-      {"N beyond the image", patched(n_at, 300), kVersion, kBad},
-      {"negative D", patched(d_at, -32768), kVersion, kBad},
-      {"D beyond the image", patched(d_at, 3), kVersion, kBad},
-      {"negative CountB", patched(count_b_at, -1), kVersion, kBad},
-      {"CountB beyond the image", patched(count_b_at, 400), kVersion, kBad},
-  };
+  // The count of databases: were -2 let through, the image would pass with no databases at all.
+  const size_t d_at = 80 + 2 + 3 * 40 + 2 + 2 * 42;
   ParseSample();
   const std::string before = Describe(db_);
-  for (const auto& c : cases) {
-    const ImageParse result = ParseFeedImage(c.image, c.asked, &db_, nullptr);
-    EXPECT_EQ(result.kind, c.want) << c.what;
-    EXPECT_FALSE(result.reason.empty()) << c.what;
-    EXPECT_EQ(Describe(db_), before) << c.what;
+  EXPECT_EQ(Parse("\x01\x00\x03\x09"s + good.substr(4)), ImageParseKind::kWrongVersion);
+  EXPECT_EQ(ParseFeedImage(good, kVersion.substr(0, 3), &db_, nullptr).kind,
+            ImageParseKind::kWrongVersion);
+  EXPECT_EQ(Parse(ByteString(good).replace(d_at, 2, Le16(-2))), ImageParseKind::kMalformed);
+  for (size_t size = 4; size < good.size(); ++size) {
+    const ImageParse result = ParseFeedImage(good.substr(0, size), kVersion, &db_, nullptr);
+    EXPECT_EQ(result.kind, ImageParseKind::kMalformed) << size;
+    EXPECT_FALSE(result.reason.empty()) << size;
   }
-  for (size_t size = 4; size < good.size(); ++size)
-    EXPECT_EQ(Parse(good.substr(0, size)), kBad) << size;
   EXPECT_EQ(Describe(db_), before);
 }
 
+// Each key is found by its first record, whether it sits there as Key1 or Key2.
 TEST_F(FeedDatabaseTest, KeysArePacketOrderReversedAndTheFirstRecordWins) {
   ImageLayout layout;
-  const char* keys[][2] = {
-      {"DCBA", "1111"}, {"2222", "DCBA"},  // the first by Key1, the second by Key2
-      {"5555", "QQQQ"}, {"QQQQ", "6666"},  // the first by Key2, the second by Key1
-      {"ZYXW", "ZYXW"}, {"ABCD", "7777"},
-  };
-  for (const auto& k : keys)
-    layout.databases.push_back({.key1 = k[0], .key2 = k[1]});
-  layout.databases.push_back({.key1 = "\x00\xFF\x80\x01"s, .key2 = "8888"});
+  layout.databases = {{.key1 = "DCBA", .key2 = "QQQQ"},
+                      {.key1 = "QQQQ", .key2 = "DCBA"},
+                      {.key1 = "\x00\xFF\x80\x01"s, .key2 = "8888"}};
   ASSERT_EQ(Parse(WriteImage(layout)), ImageParseKind::kAccepted);
   const std::pair<ByteString, int16_t> cases[] = {
-      {"ABCD", 1}, {"QQQQ", 3},  {"WXYZ", 5}, {"DCBA", 6},   {"1111", 1},
-      {"6666", 4}, {"NONE", -1}, {"ABC", -1}, {"ABCDE", -1}, {"\x01\x80\xFF\x00"s, 7},
+      {"ABCD", 1}, {"QQQQ", 1}, {"\x01\x80\xFF\x00"s, 3}, {"NONE", -1}, {"ABC", -1}, {"ABCDE", -1},
   };
   for (const auto& [wire, want] : cases)
     EXPECT_EQ(FindDatabaseIndex(db_, wire), want) << wire;
 }
 
-// Damaged images: whatever bytes arrive, the reader stays inside them and either accepts a
-// consistent database or leaves the old one alone.
+// Damaged images: the reader stays inside them, and a refused one leaves the old database alone.
 TEST(ImageFuzzTest, TruncatedAndFlippedImagesNeverBreakTheDatabase) {
   const ByteString good = WriteImage(SampleLayout());
   std::mt19937 rng(7);
@@ -210,7 +156,7 @@ TEST(ImageFuzzTest, TruncatedAndFlippedImagesNeverBreakTheDatabase) {
   for (int i = 0; i < 3000; ++i) {
     ByteString image = good;
     for (unsigned flips = rng() % 5; flips > 0; --flips) {
-      // Most flips land in the counts and the fixed parts, where they do the most harm.
+      // Half the flips land in the counts and the fixed parts, where they do the most harm.
       const size_t at = rng() % 2 ? rng() % image.size() : 80 + rng() % 300;
       image[at] = static_cast<char>(rng());
     }
@@ -225,15 +171,6 @@ TEST(ImageFuzzTest, TruncatedAndFlippedImagesNeverBreakTheDatabase) {
       continue;
     }
     ++accepted;
-    for (int32_t d = 1; d <= db.DatabaseCount(); ++d) {
-      const DatabaseRec& rec = *db.Database(d);
-      const ByteString wire{rec.Key1[3], rec.Key1[2], rec.Key1[1], rec.Key1[0]};
-      const int16_t found = FindDatabaseIndex(db, wire);
-      ASSERT_GE(found, 1);
-      ASSERT_LE(found, d);
-      for (int32_t j = 0; j <= 300; ++j)
-        (void)rec.Slot(j).kind;
-    }
   }
   EXPECT_GT(accepted, 0);  // the loop reached the accepting path too
 }

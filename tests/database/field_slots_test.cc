@@ -30,7 +30,6 @@ std::string Changes(FieldKind kind, std::string_view bytes, int32_t sec_type = k
   float v = 1000.0f;
   for (const auto& [name, slot] : kSlots)
     before.*slot = v++;
-  std::string_view("OLDSYMBOL   ").copy(before.Simbolo, 12);
   before.ProcessCode = 1;  // makes the last digit of a size eighths
   before.QuoteFlags = flags;
   before.ChangeFieldDef = change_def;
@@ -45,58 +44,33 @@ std::string Changes(FieldKind kind, std::string_view bytes, int32_t sec_type = k
   return out;
 }
 
-// 04 D5 is 1237: 12.37 under the field's code 2. Sizes read under code 0 instead, where
-// ProcessCode 1 makes the last digit eighths.
+// 04 D5 is 1237: 12.37 under the field's code 2; sizes read under code 0, where ProcessCode 1
+// makes the last digit eighths. "LAST" under the steered types goes where QuoteFlags say.
 TEST(SetFieldTest, EachNameFillsItsSlotAndNoOther) {
   const struct {
     std::vector<std::string_view> names;
     std::string want;
+    int32_t sec_type = kOther;
+    int32_t flags = 0;
+    float change_def = -1.0f;
   } cases[] = {
-      {{"LAST"}, "Last=12.37 "},
-      {{"HIGH"}, "High=12.37 "},
-      {{"LOW"}, "Low=12.37 "},
-      {{"OPEN"}, "OpenV=12.37 "},
       {{"ASK", "ASK PRICE"}, "Ask=12.37 "},
-      {{"BID", "BID PRICE"}, "Bid=12.37 "},
-      {{"PREVIOUS CLOSE"}, "Previous=12.37 "},
-      {{"CHANGE FIELD DEF"}, "ChangeFieldDef=12.37 "},
-      {{"ASK SIZE"}, "AskS=123.875 "},
-      {{"BID SIZE"}, "BidS=123.875 "},
-      {{"INCREMENTAL VOLUME"}, "LastS=123.875 "},
-      {{"VOLUME"}, "Vol=123.875 "},
+      {{"BID PRICE"}, "Bid=12.37 "},
       {{"PREVIOUS VOLUME"}, "PreviousVol=123.875 "},
-      {{"OPEN INTEREST"}, "OInt=123.875 "},
       {{"SYMBOL"}, "Simbolo=\x04\xD5           "},
-      // "CHANGE" waits for a ChangeFieldDef above -1; the others name no slot.
-      {{"CHANGE", "PROCESS CODE", "LAST ", "symbol"}, ""},
+      {{"CHANGE", "PROCESS CODE", "LAST ", "symbol"}, ""},  // CHANGE waits for ChangeFieldDef
+      {{"CHANGE"}, "Change=12.37 ", kOther, 0, -0.5f},
+      {{"LAST"}, "Last=12.37 ", kOther, 0x0004},
+      {{"LAST"}, "", kTypes.FuturesSecType, 0x0001},
+      {{"LAST"}, "Last=12.37 Bid=12.37 ", kTypes.FutureOptionsSecType, 0x0108},
+      {{"LAST"}, "Last=12.37 ", kTypes.FuturesSecType, 0x0200},
+      {{"LAST"}, "Last=12.37 Ask=12.37 ", kTypes.SpotsSecType, 0x0404},
   };
   for (const auto& c : cases) {
-    for (std::string_view name : c.names)
-      EXPECT_EQ(Changes(FieldKindOf(name), "\x04\xD5"), c.want) << name;
-  }
-}
-
-// Under the steered types "LAST" goes where QuoteFlags say; "CHANGE" waits for ChangeFieldDef.
-TEST(SetFieldTest, LastAndChangeFollowTheRecord) {
-  const struct {
-    FieldKind kind;
-    int32_t sec_type, flags;
-    float change_def;
-    std::string want;
-  } cases[] = {
-      {FieldKind::kLast, kOther, 0x0004, -1, "Last=12.37 "},
-      {FieldKind::kLast, kTypes.FuturesSecType, 0x0000, -1, ""},
-      {FieldKind::kLast, kTypes.FuturesSecType, 0x0001, -1, ""},
-      {FieldKind::kLast, kTypes.SpotsSecType, 0x0006, -1, "Last=12.37 Ask=12.37 "},
-      {FieldKind::kLast, kTypes.FutureOptionsSecType, 0x0108, -1, "Last=12.37 Bid=12.37 "},
-      {FieldKind::kLast, kTypes.FuturesSecType, 0x0200, -1, "Last=12.37 "},
-      {FieldKind::kLast, kTypes.SpotsSecType, 0x0400, -1, "Last=12.37 "},
-      {FieldKind::kLast, kTypes.FutureOptionsSecType, 0x000C, -1, "Ask=12.37 Bid=12.37 "},
-      {FieldKind::kChange, kOther, 0, -0.5f, "Change=12.37 "},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(Changes(c.kind, "\x04\xD5", c.sec_type, c.flags, c.change_def), c.want)
-        << "type " << c.sec_type << ", flags " << c.flags;
+    for (std::string_view name : c.names) {
+      EXPECT_EQ(Changes(FieldKindOf(name), "\x04\xD5", c.sec_type, c.flags, c.change_def), c.want)
+          << name << ", type " << c.sec_type << ", flags " << c.flags;
+    }
   }
   EXPECT_EQ(Changes(FieldKind::kSymbol, "ABCDEFGHIJKLMN"), "Simbolo=ABCDEFGHIJKL ");
 }

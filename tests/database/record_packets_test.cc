@@ -30,7 +30,7 @@ TEST(RecordPacketTest, LengthChoosesTheFieldCountAndBothWidthsReachOneRecord) {
 
 TEST(RecordPacketTest, EdgesOfLengthCodeAndWatchList) {
   QuoteRig r;
-  r.console.Info.SetCaption("untouched");
+  r.console.Info.SetCaption("untouched");       // a lookup would overwrite it
   Decode(r, Frame(13, 1, "ab").substr(0, 17));  // one byte short of a record
   Decode(r, Frame(28, 1, "a").substr(0, 19));   // likewise
   Decode(r, Frame(28, 0x80000000u, "IBM   "));  // a code beyond a signed 32-bit number
