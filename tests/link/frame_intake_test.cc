@@ -33,8 +33,6 @@ TEST(IntakeTest, WholeInputThenByteByByteGiveTheSameFrames) {
     for (size_t at = 0; at < stream.size(); at += piece)
       TakeRead(buf, ByteView(stream).substr(at, piece), /*pump_each_pass=*/piece > 1, host);
     EXPECT_EQ(host.frames, (std::vector<ByteString>{kA, kB, kC, kA})) << piece;
-    EXPECT_EQ(buf.size(), 0u);
-    EXPECT_FALSE(buf.busy);
     EXPECT_EQ(host.pumps, piece > 1 ? 4 : 0);
     // The cut bytes are erased at the next append, not once per frame.
     EXPECT_EQ(buf.text.size(), piece > 1 ? stream.size() : kA.size());

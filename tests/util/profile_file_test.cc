@@ -9,34 +9,28 @@
 namespace quotlink {
 namespace {
 
-class ProfileFileTest : public ::testing::Test {
- protected:
-  TempDir dir_;
-  const std::string path_ = dir_.File("DTN.ini");
-};
-
-TEST_F(ProfileFileTest, ReadsValueOfKeyInSection) {
+TEST(ProfileFileTest, ReadsAndWritesTheValueOfAKeyInASection) {
+  TempDir dir;
+  const std::string path = dir.File("DTN.ini");
   const struct {
     const char* content;
     const char* want;
-  } cases[] = {
+  } reads[] = {
       {"[ database ]\ninformation =  x y ", "x y"},  // case, blanks, no last line end
       {"[OTHER]\nINFORMATION=o\n[DATABASE]\n;INFORMATION=c\n", "<none>"},
       {"[DATABASE]\nX=1\n[DATABASE]\nINFORMATION=2\n", "<none>"},  // only the first block
   };
-  for (const auto& c : cases) {
-    TempDir::Put(path_, c.content);
-    EXPECT_EQ(ReadProfileString(path_, "DATABASE", "INFORMATION", "<none>"), c.want) << c.content;
+  for (const auto& r : reads) {
+    TempDir::Put(path, r.content);
+    EXPECT_EQ(ReadProfileString(path, "DATABASE", "INFORMATION", "<none>"), r.want) << r.content;
   }
   // The buffer holds a terminating byte too.
-  EXPECT_EQ(ReadProfileString(dir_.File("missing.ini"), "S", "K", "&H09030001", 4), "&H0");
-}
+  EXPECT_EQ(ReadProfileString(dir.File("missing.ini"), "S", "K", "&H09030001", 4), "&H0");
 
-TEST_F(ProfileFileTest, WriteChangesTheValueOrAddsTheKeyOrTheSectionAndRefusesBreakingTexts) {
   const struct {
     const char* before;
     const char* after;
-  } cases[] = {
+  } writes[] = {
       {"; c\n[OTHER]\nINFORMATION=keep\n\n[Database]\r\n  information = old  \r\nNEXT=1\n",
        "; c\n[OTHER]\nINFORMATION=keep\n\n[Database]\r\n  information =new\r\nNEXT=1\n"},
       {"[DATABASE]\nA=1\n\n[B]\nC=2\n", "[DATABASE]\nA=1\nINFORMATION=new\n\n[B]\nC=2\n"},
@@ -44,19 +38,20 @@ TEST_F(ProfileFileTest, WriteChangesTheValueOrAddsTheKeyOrTheSectionAndRefusesBr
       {"; c\n[B]\nC=2", "; c\n[B]\nC=2\n[DATABASE]\nINFORMATION=new\n"},
       {"", "[DATABASE]\r\nINFORMATION=new\r\n"},
   };
-  for (const auto& c : cases) {
-    TempDir::Put(path_, c.before);
-    ASSERT_TRUE(WriteProfileString(path_, "DATABASE", "INFORMATION", "new").ok());
-    EXPECT_EQ(TempDir::Get(path_), c.after) << c.before;
+  for (const auto& w : writes) {
+    TempDir::Put(path, w.before);
+    ASSERT_TRUE(WriteProfileString(path, "DATABASE", "INFORMATION", "new").ok());
+    EXPECT_EQ(TempDir::Get(path), w.after) << w.before;
   }
+  // Texts that would break the file are refused, and the file stays as it was.
   const char* const refused[][3] = {{"DATABASE", "K", "a\r\nB=2"},
                                     {"DATABASE", "K=", "v"},
                                     {"S]", "K", "v"},
                                     {"", "K", "v"},
                                     {"S", " ", "v"}};
   for (const auto& r : refused)
-    EXPECT_FALSE(WriteProfileString(path_, r[0], r[1], r[2]).ok()) << r[0] << r[1] << r[2];
-  EXPECT_EQ(TempDir::Get(path_), cases[4].after);
+    EXPECT_FALSE(WriteProfileString(path, r[0], r[1], r[2]).ok()) << r[0] << r[1] << r[2];
+  EXPECT_EQ(TempDir::Get(path), writes[4].after);
 }
 
 TEST(VersionValueOfTest, ReadsHexAfterPrefixElseDecimal) {
