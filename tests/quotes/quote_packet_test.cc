@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstring>
 #include <random>
 #include <sstream>
+#include <tuple>
 
 #include "database/record_packets.h"
 #include "quotes/quote_stream.h"
@@ -38,11 +41,65 @@ ByteString Packet(uint8_t form, int n, const ByteString& quotes) {
   return QuotePacket(kEquityKey, form, 4, n, quotes);
 }
 
+// A stream whose table holds ES as record 1.
+struct StreamTest : ::testing::Test {
+  QuoteRig r;
+  QuoteStream& q = r.quotes;
+  const int16_t eq = q.FindDatabase(kEquityKey);
+  const int16_t fut = q.FindDatabase(kFuturesKey);
+  int32_t i = r.Known("ES", 1);
+  SimboloRec& rec = q.Simbolos.at(i);
+};
+
+TEST_F(StreamTest, FieldsThatSayHowOthersReadAndTheFormatsTheyResolve) {
+  r.Watch("CL");
+  int32_t index = -1;
+  // Code 1 (eighths), flags high byte first, primary 2, prices, secondary 3, volume, trailer.
+  const ByteString full = ByteString("CL    ") + Be(1, 1) + Be(0x0102, 2) + Be(2, 1) + Be(1, 3) +
+                          Be(1, 3) + Be(1, 3) + Be(3, 1) + Be(1237, 2) + "tr";
+  q.ReadFullRecord(full, fut, &index, 1, 9, kFuturesKey, 5);
+  ASSERT_EQ(index, 2);
+  SimboloRec& cl = q.Simbolos.at(2);
+  // A new instrument keeps only the fields that say how the others read.
+  EXPECT_EQ(std::tuple(cl.ProcessCode, cl.QuoteFlags, cl.PrimaryFormat, cl.SecondaryFormat,
+                       cl.ChangeFieldDef, cl.Vol),
+            std::tuple(1, 0x0102, 2, 3, -1.0f, 0.0f));
+  // The code applies to the fields behind it; a single flag byte changes nothing.
+  q.ReadFullRecord(full, fut, &index, 1, 9, kFuturesKey, 5);
+  q.ReadFullRecord(ByteString("CL    \x01\x05tr", 10), fut, &index, 1, 3, kFuturesKey, 5);
+  EXPECT_FLOAT_EQ(cl.Vol, 123.875f);
+  EXPECT_EQ(cl.QuoteFlags, 0x0102);
+  // Primary, secondary, field, record, want. Field 5 reads format 45, field 7 format 47.
+  const std::array<int, 5> cases[] = {
+      {3, -1, 5, 2, 3},    {47, 5, 5, 2, 5}, {-1, -1, 5, 2, -1},  // 45 -> primary, not told yet
+      {-1, -1, 5, -1, 0},  {-1, 9, 7, 3, 0}, {-1, 9, 7, 2, 9},    // no record; 47 -> secondary
+      {-1, -1, 200, 2, 0},                                        // a field the layout lacks
+  };
+  for (const auto& [primary, secondary, field, record, want] : cases) {
+    cl.PrimaryFormat = static_cast<int16_t>(primary);
+    cl.SecondaryFormat = static_cast<int16_t>(secondary);
+    EXPECT_EQ(q.ResolveFormat(fut, field, record), want) << field << " " << primary;
+  }
+  EXPECT_EQ(q.ResolveFormat(3, 5, index), 0);  // no such layout
+  // A field list needs a record and bytes; its flag word comes low byte first.
+  SimboloRec work = NewWorkingRecord();
+  const SimboloRec before = work;
+  q.ApplyField(Be(100, 4), 2, FieldKind::kLast, 0, eq, work);
+  q.ApplyField("", 2, FieldKind::kLast, 1, eq, work);
+  q.ApplyField(Be(100, 4), 2, FieldKind::kLast, 1, 9, work);  // no such layout
+  EXPECT_EQ(std::memcmp(&work, &before, sizeof work), 0);
+  q.ApplyField("\x07", 45, FieldKind::kNone, 1, eq, work);
+  q.ApplyField("\x08", 47, FieldKind::kNone, 1, eq, work);
+  q.ApplyField(Be(100, 4), 2, FieldKind::kLast, 1, eq, work);
+  q.ApplyField(ByteString("\x01\x02", 2), 44, FieldKind::kNone, 1, eq, work);
+  EXPECT_EQ(std::tuple(work.PrimaryFormat, work.SecondaryFormat, work.Last, work.QuoteFlags),
+            std::tuple(7, 8, 1.0f, 0x0201));
+}
+
 // What becomes of the quotes of a packet, by what the table and the watch list know of them.
 // Setup: "IBM" is watched, "IBM#100" known with code 100, "CL@5" known in the futures layout.
 TEST(QuotePacketTest, OutcomeByWhatIsKnown) {
-  const ByteString ibm = EquityRecord("IBM", 0, 1000, 990, 1010, 500, 1100);
-  const ByteString ibm2 = EquityRecord("IBM", 0, 2000, 990, 1010, 500);
+  const ByteString ibm = EquityRecord("IBM", 0, 1000, 990, 1010, 500, 900);
   const ByteString msft = EquityRecord("MSFT", 0, 100, 1, 1, 1);
   const ByteString ask = "11 7 7 7 11 33 33 33 ";
   const ByteString unknown_then_msft =
@@ -50,8 +107,6 @@ TEST(QuotePacketTest, OutcomeByWhatIsKnown) {
       FieldQuote("MSFT", 7, 3, 25050);
   ByteString no_trailer = Packet(1, 1, FieldQuote("IBM", 100, 3, 4200));
   no_trailer.resize(no_trailer.size() - 2);
-  const ByteString abc =
-      FieldQuote("AA", 1, 3, 100) + FieldQuote("BB", 2, 3, 200) + FieldQuote("CC", 3, 3, 300);
   const ByteString unresolved =
       QuotePacket(kFuturesKey, 1, 4, 2,
                   Quote("CL", 4, 5, 3, Entries({{9, Be(7, 2)}, {5, Be(1, 3)}, {9, Be(8, 2)}})) +
@@ -67,38 +122,37 @@ TEST(QuotePacketTest, OutcomeByWhatIsKnown) {
        Frames(
            Packet(1, 1, Quote("IBM", 4, 100, 2, Entries({{3, Be(12345, 4)}, {4, Be(12300, 4)}})))),
        "IBM 123.45/123/123.45/0; pub IBM=123.45; "},
-      {"known, last record: replaced silently, the packet ends", "IBM#100",
-       Frames(Packet(4, 2, Positional("IBM", 100, 0, ibm) + Positional("IBM", 100, 0, ibm2))),
-       "IBM 10/9.9/11/500; "},
+      {"known, last record: stored as it is (high below last), the packet ends", "IBM#100",
+       Frames(Packet(4, 2, Positional("IBM", 100, 0, ibm) + FieldQuote("IBM", 100, 3, 2000))),
+       "IBM 10/9.9/9/500; "},
       {"unknown, watched, last record: added without prices", "IBM",
        Frames(Packet(4, 1, Positional("IBM", 100, 255, ibm))), "IBM 0/0/0/0; "},
       {"the same with a second pass: added, then replaced", "IBM",
-       Frames(Packet(4, 2, Positional("IBM", 100, 0, ibm))), "IBM 10/9.9/11/500; "},
-      {"unknown, unwatched, last record: nothing", "",
-       Frames(Packet(4, 3, Positional("IBM", 100, 0, ibm))), ""},
+       Frames(Packet(4, 2, Positional("IBM", 100, 0, ibm))), "IBM 10/9.9/9/500; "},
       {"unknown, watched, field list: asks each time, walks on", "IBM MSFT#7",
        Frames(Packet(1, 2, unknown_then_msft), Packet(1, 1, unknown_then_msft)),
        "MSFT 250.5/0/250.5/0; pub MSFT=250.5; " + ask + ask},
       {"unknown, watched, positional: asks, adds, publishes without prices", "IBM",
-       Frames(Packet(4, 1, Positional("IBM", 100, -1, ibm))), "IBM 0/0/0/0; pub IBM=0; " + ask},
+       Frames(Packet(4, 1, Positional("IBM", 0x1234, -1, ibm))), "IBM 0/0/0/0; pub IBM=0; " + ask},
       {"unknown, unwatched: skipped in both forms", "MSFT#7",
        Frames(Packet(1, 2, FieldQuote("IBM", 100, 3, 5) + FieldQuote("MSFT", 7, 3, 100)),
               Packet(4, 2, Positional("IBM", 100, -1, ibm) + Positional("MSFT", 7, -1, msft))),
        "MSFT 1/0.01/0/1; pub MSFT=1; "},
       {"form 81: all fields", "IBM#100", Frames(Packet(0x81, 1, Positional("IBM", 100, 0, ibm))),
-       "IBM 10/9.9/11/500; "},
-      {"forms 01 and 02: the first three", "IBM#100",
-       Frames(Packet(1, 1, Positional("IBM", 100, 0, ibm)),
-              Packet(2, 1, Positional("IBM", 100, 0, ibm))),
+       "IBM 10/9.9/9/500; "},
+      {"form 01: the first three", "IBM#100", Frames(Packet(1, 1, Positional("IBM", 100, 0, ibm))),
        "IBM 10/0/0/0; "},
-      {"three quotes, all published", "AA#1 BB#2 CC#3", Frames(Packet(1, 3, abc)),
-       "AA 1/0/1/0; BB 2/0/2/0; CC 3/0/3/0; pub AA=1; pub BB=2; pub CC=3; "},
       {"entries up to the last byte: merged, not published", "IBM#100", Frames(no_trailer),
        "IBM 42/0/42/0; "},
       {"short, empty or of an unknown layout: nothing", "IBM#100",
        Frames(Packet(1, 0, "").substr(0, 17), Packet(1, 0, FieldQuote("IBM", 100, 3, 1)),
               QuotePacket("NONE", 1, 4, 1, FieldQuote("IBM", 100, 3, 1))),
        "IBM 0/0/0/0; "},
+      {"a positional record cut short by the trailer reads what it has", "IBM#100",
+       Frames(Packet(4, 1,
+                     Positional("IBM", 100, 0,
+                                EquityRecord("IBM", 0, 500, 0, 0, 0).substr(0, 11) + Be(3, 2)))),
+       "IBM 5/0.03/0/0; "},
       {"a format not told yet abandons the packet", "CL@5", Frames(unresolved), "CL 0/0/0/0; "},
       {"a field the layout doesn't fill takes no bytes", "IBM#100",
        Frames(Packet(1, 1, Quote("IBM", 4, 100, 2, Entries({{20, ""}, {3, Be(4200, 4)}})))),
@@ -109,33 +163,21 @@ TEST(QuotePacketTest, OutcomeByWhatIsKnown) {
     std::istringstream setup(c.setup);
     for (std::string s; setup >> s;) {
       const size_t at = s.find_first_of("#@");
-      if (at == std::string::npos) {
-        r.Watch(s);
-      } else {
+      r.Watch(s.substr(0, at));
+      if (at != std::string::npos)
         r.Known(s.substr(0, at), std::stoi(s.substr(at + 1)),
                 s[at] == '#' ? kEquityKey : kFuturesKey);
-      }
     }
     for (const ByteString& f : c.frames)
       r.quotes.DecodeQuotePacket(f);
     EXPECT_EQ(r.Summary(), c.want) << c.name;
+    // Asking names the key as received and the code as four bytes.
+    for (const auto& [code, data] : r.requests.sent)
+      EXPECT_EQ(data, code == 11 ? kEquityKey : ByteString("\0\0\x12\x34", 4)) << c.name;
   }
 }
 
-TEST(QuotePacketTest, AskingNamesTheKeyAsReceivedAndTheCodeAsFourBytes) {
-  QuoteRig r;
-  r.Watch("IBM");
-  r.quotes.DecodeQuotePacket(Packet(1, 1, FieldQuote("IBM", 0x1234, 3, 1)));
-  const ByteString code("\0\0\x12\x34", 4);
-  const std::vector<std::pair<int, ByteString>> want = {
-      {11, kEquityKey}, {7, code},  {7, code},  {7, code},
-      {11, kEquityKey}, {33, code}, {33, code}, {33, code}};
-  EXPECT_EQ(r.requests.sent, want);
-  EXPECT_EQ(r.console.Info.Caption(), "IBM  -1");  // the symbol as received, and the result
-}
-
-TEST(QuotePacketTest, SubscriberMayReenterTheStreamDuringPublication) {
-  QuoteRig r;
+TEST_F(StreamTest, SubscriberMayReenterTheStreamDuringPublication) {
   r.Known("IBM", 100);
   int depth = 0;
   r.console.Data.Subscribe([&] {
@@ -149,13 +191,11 @@ TEST(QuotePacketTest, SubscriberMayReenterTheStreamDuringPublication) {
   });
   r.quotes.DecodeQuotePacket(QuotePacket(
       kEquityKey, 1, 4, 2, FieldQuote("IBM", 100, 3, 100) + FieldQuote("IBM", 100, 3, 200)));
-  EXPECT_FLOAT_EQ(r.quotes.Simbolos.at(1).Last, 2.0f);
-  EXPECT_EQ(r.quotes.Simbolos.size(), 2001);
-  EXPECT_EQ(r.console.Info.Caption(), "IBM   1");
+  EXPECT_FLOAT_EQ(q.Simbolos.at(2).Last, 2.0f);
+  EXPECT_EQ(q.Simbolos.size(), 2002);
 }
 
-TEST(QuotePacketTest, HostileFramesNeverReadOutOfRange) {
-  QuoteRig r;
+TEST_F(StreamTest, HostileFramesNeverReadOutOfRange) {
   r.Known("IBM", 100);
   r.Known("CL", 5, kFuturesKey);
   r.Watch("NEW");
@@ -178,6 +218,52 @@ TEST(QuotePacketTest, HostileFramesNeverReadOutOfRange) {
     r.quotes.DecodeQuotePacket(f);
     DecodeRecordPacket(r.database, r.quotes, f, 2);
     DecodeRecordPacket(r.database, r.quotes, f, 4);
+  }
+}
+
+// 2026-11-23 as a date, and a time of that day.
+constexpr double kDay = 46349.0;
+double At(int h, int m, int s) {
+  return kDay + (h * 3600 + m * 60 + s) / 86400.0;
+}
+
+TEST_F(StreamTest, BoardChangeBellAndRecordPublication) {
+  r.clock.SetDate(At(23, 2, 5));
+  rec.Last = 0.5f;
+  r.quotes.PublishQuote(i, "ES  ");
+  EXPECT_EQ(r.console.Data.Text(), "ES            .5  125");
+  EXPECT_EQ(r.console.board.vChange, 0);  // no previous close: no change worked out
+  // Only the board gets a change worked out, and only when the record has none.
+  rec.Previous = 10;
+  r.quotes.PublishQuote(i, "ES");
+  EXPECT_FLOAT_EQ(r.console.board.vChange, -9.5f);
+  rec.Change = 0.75f;
+  r.quotes.PublishQuote(i, "ES");
+  EXPECT_FLOAT_EQ(r.console.board.vChange, 0.75f);
+  // A record's publication keeps the quote's time; prices print to seven digits.
+  r.clock.SetDate(At(15, 30, 0) + 3);
+  rec.Last = -0.1234567f;
+  r.quotes.PublishRecord(i, "ES");
+  EXPECT_EQ(r.console.board.vTime, 2302);
+  EXPECT_EQ(r.console.Data.Text(), "ES           -.1234567  1800");
+}
+
+TEST_F(StreamTest, TheClocksSecondsAreLeftOutNotRounded) {
+  // The last moments of a minute, and of the day, belong to that minute.
+  struct Case {
+    int h, m, s, ms;
+    float time_v;
+    const char* bell_seconds;  // minute * 60 + second, as the bell's text ends
+  };
+  for (const Case& c : {Case{15, 51, 59, 999, 1551, " 3119"}, Case{15, 52, 0, 0, 1552, " 3120"},
+                        Case{23, 59, 59, 999, 2359, " 3599"}, Case{0, 0, 0, 0, 0, " 0"}}) {
+    r.clock.SetDate(At(c.h, c.m, c.s) + c.ms / kMsPerDay);
+    rec.Last = static_cast<float>(c.h * 100 + c.m) + c.ms / 1000.0f;  // a new price: a new ring
+    r.quotes.PublishQuote(i, "ES");
+    EXPECT_EQ(r.console.board.vTime, c.time_v) << c.h << ":" << c.m << ":" << c.s << "." << c.ms;
+    const std::string& text = r.console.Data.Text();
+    EXPECT_EQ(text.substr(text.rfind(' ')), c.bell_seconds) << text;
+    EXPECT_EQ(rec.LastUpdate, kDay) << "the record's day stays its own";
   }
 }
 
