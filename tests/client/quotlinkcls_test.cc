@@ -81,10 +81,19 @@ TEST_F(ClientTest, IniciarLoadsTheTableAndReleaseWritesIt) {
   q.bas.Quotes().PublishQuote(1, "ES");
   EXPECT_EQ(obj.Simbolo() + std::to_string(obj.Flag()), "ES          1");
   EXPECT_EQ(ready, 3);
+  // Every started object hears each quote, and any one's release ends the feeder for all.
+  QUOTLINKCls other(&q.bas);
+  int other_ready = 0;
+  other.OnFeederReady([&] { ++other_ready; });
+  ASSERT_TRUE(other.Iniciar(dir.path()).ok());
+  q.clock.Advance(1000);
+  q.bas.Quotes().PublishQuote(1, "ES");
+  EXPECT_EQ(other_ready, 1);
 
   Table({{"NQ", 0}, {"YM", 0}});
-  obj.Release();
+  other.Release();
   EXPECT_TRUE(q.bas.ended());
+  EXPECT_FALSE(obj.ShowMe().ok());
   EXPECT_EQ(q.tcp.calls.back(), "Close");
   EXPECT_EQ(TempDir::Get(DataFile("SYMBOLS.DAT")).size(), 200u);
 }
