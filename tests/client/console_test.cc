@@ -19,7 +19,8 @@ TEST(TextSignalTest, SubscribersMayChangeSubscriptionsAndRingAgainFromInside) {
   TextSignal data;
   std::vector<std::string> order;
   int second = 0;
-  data.Subscribe([&] {
+  // Ids start above 0: the client class takes 0 for "not subscribed".
+  const int first = data.Subscribe([&] {
     order.push_back("first:" + data.Text());
     if (data.Text() == "one") {
       data.Unsubscribe(second);
@@ -31,6 +32,7 @@ TEST(TextSignalTest, SubscribersMayChangeSubscriptionsAndRingAgainFromInside) {
   data.SetText("one");
   data.SetText("two");  // the same text again rings nothing
   EXPECT_EQ(order, (std::vector<std::string>{"first:one", "first:two", "added:two", "added:two"}));
+  EXPECT_GT(first, 0);
 }
 
 TEST(WatchListTest, FindsExactlyAndKeepsFindingAsItGrows) {
