@@ -4,7 +4,6 @@ namespace quotlink {
 
 Status FakeSocket::Bind() {
   calls.push_back("Bind");
-  if (on_call) on_call("Bind");
   if (bound_) return Status::Error("Bind: already bound");
   bound_ = true;
   return Status::Ok();
@@ -12,7 +11,6 @@ Status FakeSocket::Bind() {
 
 Status FakeSocket::Connect() {
   calls.push_back("Connect");
-  if (on_call) on_call("Connect");
   connecting_ = true;
   if (loop != nullptr && connect_delay_ms >= 0) {
     connect_timer_ = loop->AddTimer(connect_delay_ms, [this] {
@@ -26,7 +24,6 @@ Status FakeSocket::Connect() {
 
 Status FakeSocket::Close() {
   calls.push_back("Close");
-  if (on_call) on_call("Close");
   const bool was_open = bound_ || connecting_ || connected_;
   bound_ = connecting_ = connected_ = false;
   if (connect_timer_ != 0 && loop != nullptr) loop->RemoveTimer(connect_timer_);
@@ -35,7 +32,7 @@ Status FakeSocket::Close() {
 }
 
 Status FakeSocket::SendData(ByteView data) {
-  if (!connected_ || fail_sends) {
+  if (!connected_) {
     return Status::Error("Wrong protocol or connection state for the requested transaction");
   }
   sent.emplace_back(data);

@@ -24,11 +24,9 @@ class FakeSocket : public Socket {
   Status SendData(ByteView data) override;
   void GetData(ByteString* out) override;
 
-  // Test side.
-  void Queue(ByteView bytes) { incoming_.emplace_back(bytes); }
-  // Queues `bytes` and raises DataArrival once.
+  // Test side: queues `bytes` and raises DataArrival once.
   void Arrive(ByteView bytes) {
-    Queue(bytes);
+    incoming_.emplace_back(bytes);
     if (on_data_arrival) on_data_arrival();
   }
   void RaiseConnect() {
@@ -36,7 +34,6 @@ class FakeSocket : public Socket {
     if (on_connect) on_connect();
   }
 
-  Protocol protocol() const { return protocol_; }
   bool bound() const { return bound_; }
   // The code byte of each request in `sent`, in order.
   std::vector<int> RequestCodes() const {
@@ -49,9 +46,6 @@ class FakeSocket : public Socket {
   std::vector<ByteString> sent;
   // Every call in order: "Bind", "Connect", "Close".
   std::vector<std::string> calls;
-  bool fail_sends = false;  // SendData fails even when connected
-  // Called with each call ("Bind", "Connect", "Close") before it takes effect.
-  std::function<void(const std::string&)> on_call;
   // Called with each request that went out (the test's feed server answers from here).
   std::function<void(ByteView)> on_sent;
   // When set, a Connect raises the Connect event after `connect_delay_ms` on this loop's clock
