@@ -32,13 +32,15 @@ void QUOTLINKCls::Release() {
 Status QUOTLINKCls::Iniciar(std::string_view S) {
   if (bas_->ended()) return kEnded;
   std::string& folder = bas_->settings().DataFolder;
+  Status made = Status::Ok();
   if (folder.empty()) {
     folder = DataFolderFrom(S);
-    CreateDataFolder(folder);
+    made = CreateDataFolder(folder);
   }
-  // Every start loads the file again, over the table.
+  // Every start loads the file again, over the table. When the folder couldn't be made, its
+  // cause is the one worth telling.
   Status st = ReadSymbols(*bas_);
-  if (!st.ok()) return st;
+  if (!st.ok()) return made.ok() ? st : made;
   QUOTLINKFRM& frm = bas_->Form();
   console_ref_ = true;
   frm.ShowForm();  // the first show loads the form and runs a session start
@@ -141,7 +143,7 @@ void QUOTLINKCls::Class_Terminate() {
     return;
   }
   // Each step by itself: a failing one doesn't hold back the shutdown.
-  WriteSymbols(*bas_);
+  save_status_ = WriteSymbols(*bas_);
   QUOTLINKFRM& frm = bas_->Form();
   bas_->Link().CloseSockets();
   if (new_data_ != 0) frm.Data.Unsubscribe(new_data_);

@@ -46,6 +46,10 @@ class QUOTLINKCls {
   Status ShowMe();
   // Ends the feeder (see above). Runs once; the destructor runs it if nobody did.
   void Release();
+  // How writing SYMBOLS.DAT went when this object's release shut the feeder down; Ok before, or
+  // when another object did. The console shows a failure too, but a host without one must
+  // still be able to tell its user that the table was lost.
+  const Status& save_status() const { return save_status_; }
 
   // FeederReady: any number of handlers; returns an id for RemoveFeederReady.
   int OnFeederReady(Subscribers::Handler handler) {
@@ -100,6 +104,7 @@ class QUOTLINKCls {
   bool console_ref_ = false;  // ConsoleRef: set by Iniciar
   int new_data_ = 0;          // NewData: the subscription to the console's Data, or 0
   bool released_ = false;
+  Status save_status_ = Status::Ok();
   Subscribers feeder_ready_;
 
   int16_t ComunicationOK_ = 0;

@@ -2,7 +2,9 @@
 
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <charconv>
+#include <cstring>
 #include <optional>
 
 #include "util/atomic_file.h"
@@ -82,9 +84,16 @@ std::string DataFolderFrom(std::string_view parent) {
   return folder;
 }
 
-void CreateDataFolder(const std::string& folder) {
-  // Only the last level is made; failures (above all: it exists) are left to the file opens.
-  (void)::mkdir(folder.c_str(), 0755);
+Status CreateDataFolder(const std::string& folder) {
+  // Only the last level is made.
+  if (::mkdir(folder.c_str(), 0755) == 0) return Status::Ok();
+  const int error = errno;
+  struct stat st {};
+  if (error == EEXIST && ::stat(folder.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) {
+    return Status::Ok();
+  }
+  return Status::Error("cannot create the folder " + folder + ": " +
+                       (error == EEXIST ? "a file stands in its place" : std::strerror(error)));
 }
 
 Status ReadSettings(const std::string& folder, Settings* settings) {

@@ -34,9 +34,10 @@ struct Settings {
 // `parent` gives the relative folder "DTN/".
 std::string DataFolderFrom(std::string_view parent);
 
-// Creates the last level of `folder`. Any failure is ignored: a folder that already exists is
-// the normal case, and a folder that can't be made shows when its files are opened.
-void CreateDataFolder(const std::string& folder);
+// Creates the last level of `folder`. A folder that already exists is the normal case and Ok;
+// any other failure is returned with its cause, for the caller to name when a file of the
+// folder can't be opened (the file's own error would hide why).
+Status CreateDataFolder(const std::string& folder);
 
 // Reads the settings file in `folder` (a data folder with its closing "/", or empty for the
 // current directory) into `*settings`. When the file can't be opened it is written with the

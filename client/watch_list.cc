@@ -57,13 +57,14 @@ Status ReadSymbols(QUOTLINKBAS& bas) {
   return Status::Ok();
 }
 
-void WriteSymbols(QUOTLINKBAS& bas) {
+Status WriteSymbols(QUOTLINKBAS& bas) {
   const SimboloTable& table = bas.Quotes().Simbolos;
-  if (table.size() < 1) return;
+  if (table.size() < 1) return Status::Ok();
   const Status st = WriteSymbolsFile(bas.settings().DataFolder + kSymbolsFileName, table);
-  if (st.ok()) return;
+  if (st.ok()) return st;
   bas.Form().Mensagem.SetCaption("SYMBOLS.DAT not saved - " + st.message());
   bas.Form().Mensagem.Refresh();
+  return st;
 }
 
 }  // namespace quotlink

@@ -22,8 +22,8 @@ void WatchSimbolo(QUOTLINKBAS& bas, std::string_view S);
 Status ReadSymbols(QUOTLINKBAS& bas);
 
 // Writes the table over the first records of SYMBOLS.DAT, whole or not at all; an empty table
-// writes nothing. A failure is reported on the console and changes nothing else.
-void WriteSymbols(QUOTLINKBAS& bas);
+// writes nothing. A failure is shown on the console, returned, and changes nothing else.
+Status WriteSymbols(QUOTLINKBAS& bas);
 
 // Walks the table from index 1 for the record whose cleaned symbol equals `S` exactly, writing
 // each visited record's symbol back in clean form. Returns its index, or 0.

@@ -42,9 +42,20 @@ class SymbolsFileTest : public ::testing::Test {
   const std::string path_ = dir_.File("SYMBOLS.DAT");
 };
 
-TEST(DataFolderTest, IsDtnBelowTheParent) {
+TEST(DataFolderTest, IsDtnBelowTheParentAndAFailureToMakeItSaysWhy) {
   EXPECT_EQ(DataFolderFrom("/home/u"), "/home/u/DTN/");
   EXPECT_EQ(DataFolderFrom(""), "DTN/");
+  TempDir dir;
+  EXPECT_TRUE(CreateDataFolder(dir.File("DTN/")).ok());
+  EXPECT_TRUE(CreateDataFolder(dir.File("DTN/")).ok());  // there already: the normal case
+  dir.Write("file", "x");
+  const struct {
+    std::string folder, cause;
+  } failures[] = {{dir.File("file/"), "a file stands in its place"},
+                  {dir.File("no/DTN/"), "No such file or directory"}};
+  for (const auto& f : failures)
+    EXPECT_EQ(CreateDataFolder(f.folder).message(),
+              "cannot create the folder " + f.folder + ": " + f.cause);
 }
 
 TEST(SettingsTest, WriterLaysDownItsFormWholeOrNotAtAll) {

@@ -42,7 +42,8 @@ struct ClientTest : ::testing::Test {
 
 TEST_F(ClientTest, CallsBeforeAStartFailAndReleaseEndsTheFeederWithoutFiles) {
   // Only the last level is made: below a missing parent SYMBOLS.DAT can't be opened.
-  EXPECT_FALSE(obj.Iniciar(dir.path() + "no/such/parent").ok());
+  const Status st = obj.Iniciar(dir.path() + "no/such/parent");
+  EXPECT_EQ(st.message().rfind("cannot create the folder", 0), 0u) << st.message();
   EXPECT_FALSE(q.frm.loaded());
   int16_t ok = 7;
   EXPECT_FALSE(obj.GetComunicationOK(&ok).ok());
@@ -92,7 +93,7 @@ TEST_F(ClientTest, IniciarLoadsTheTableAndReleaseWritesIt) {
 
   Table({{"NQ", 0}, {"YM", 0}});
   other.Release();
-  EXPECT_TRUE(q.bas.ended());
+  EXPECT_TRUE(q.bas.ended() && other.save_status().ok());
   EXPECT_FALSE(obj.ShowMe().ok());
   EXPECT_EQ(q.tcp.calls.back(), "Close");
   EXPECT_EQ(TempDir::Get(DataFile("SYMBOLS.DAT")).size(), 200u);
@@ -125,6 +126,11 @@ TEST_F(ClientTest, GetDataAndAddSimbolosFindRecordsByTheirText) {
   obj.AddSimbolos("  NQ ");
   EXPECT_EQ(q.frm.DTNSYMBOLS.Find("NQ"), 2);
   EXPECT_TRUE(q.tcp.sent.empty());
+  // A table that can't be saved at the end is told to the host, not only on the console.
+  std::filesystem::create_directory(dir.File("SYMBOLS.DAT.tmp"));
+  obj.Release();
+  EXPECT_FALSE(obj.save_status().ok());
+  EXPECT_EQ(q.frm.Mensagem.Caption(), "SYMBOLS.DAT not saved - " + obj.save_status().message());
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
+#include <filesystem>
 #include <regex>
 #include <string>
 #include <vector>
@@ -32,12 +33,15 @@ TEST(EndToEndTest, UnknownSymbolGoesFromRequestToRecordToLiveQuotesOnBothPaths) 
   ASSERT_EQ(s.Quit(), 0);
   EXPECT_TRUE(std::regex_search(log, std::regex("Packets TCP/UDP = [1-9][0-9]* , [1-9]"))) << log;
 
-  // SYMBOLS.DAT carries the table to the next run: `get` answers before any quote.
+  // SYMBOLS.DAT carries the table to the next run: `get` answers before any quote. A table
+  // that can't be saved at its end is told on standard error and in the exit status.
   s.out().clear();
   s.Watch({});
   s.feeder().Send("get ES\n");
   EXPECT_TRUE(s.UntilLine(20, "{\"Simbolo\":\"ES          \",")) << s.out();
-  EXPECT_EQ(s.Quit(), 0);
+  std::filesystem::create_directory(s.Folder() + "/DTN/SYMBOLS.DAT.tmp");
+  EXPECT_EQ(s.Quit(), 1);
+  EXPECT_NE(s.Log().find("quotlink: SYMBOLS.DAT not saved: "), std::string::npos) << s.Log();
 }
 
 TEST(EndToEndTest, BadArgumentsAreRefusedAndHelpDocumentsTheCommands) {

@@ -59,7 +59,10 @@ const char kUsage[] =
     "  get SYMBOL    print the stored quote of SYMBOL (Flag 1)\n"
     "  show          bring the console to the front\n"
     "  restart       restart the session with the current settings\n"
-    "  quit          save SYMBOLS.DAT and end (so do end of input, SIGINT and SIGTERM)\n";
+    "  quit          save SYMBOLS.DAT and end (so do end of input, SIGINT and SIGTERM)\n"
+    "\n"
+    "Exit status: 0; 1 when the feeder can't start or SYMBOLS.DAT couldn't be saved at the\n"
+    "end (the reason goes to standard error); 2 for bad arguments.\n";
 
 enum class ConsoleChoice { kDefault, kWindow, kLog, kNone };
 
@@ -189,7 +192,10 @@ int Watch(const Options& o) {
     return 1;
   }
   const std::string data_folder = DataFolderFrom(o.folder);
-  CreateDataFolder(data_folder);
+  if (Status st = CreateDataFolder(data_folder); !st.ok()) {
+    std::fprintf(stderr, "quotlink: %s\n", st.message().c_str());
+    return 1;
+  }
   if (int rc = SaveServerOptions(o, data_folder); rc != 0) return rc;
 
   SystemClock clock;
@@ -241,8 +247,17 @@ int Watch(const Options& o) {
       },
       [&] { feeder.Release(); });
 
+  // A table that couldn't be saved is lost with the process: say so whatever the console.
+  const auto finish = [&feeder] {
+    feeder.Release();
+    if (const Status& st = feeder.save_status(); !st.ok()) {
+      std::fprintf(stderr, "quotlink: SYMBOLS.DAT not saved: %s\n", st.message().c_str());
+      return 1;
+    }
+    return 0;
+  };
   if (Status st = feeder.Iniciar(o.folder); !st.ok()) {
-    if (bas.ended()) return 0;
+    if (bas.ended()) return finish();  // a quit while the session started
     std::fprintf(stderr, "quotlink: cannot start: %s\n", st.message().c_str());
     return 1;
   }
@@ -250,7 +265,7 @@ int Watch(const Options& o) {
     feeder.AddSimbolos(s);
   while (!bas.ended())
     loop.RunOnce(1000);
-  return 0;
+  return finish();
 }
 
 }  // namespace
