@@ -242,8 +242,12 @@ int Watch(const Options& o) {
           feeder.Release();
         } else if (!line.empty()) {
           std::fprintf(stderr, "quotlink: unknown command '%s' (add, get, show, restart, quit)\n",
-                       line.c_str());
+                       Printable(line).c_str());
         }
+      },
+      [] {
+        std::fprintf(stderr, "quotlink: a command line longer than %zu bytes was dropped\n",
+                     LineReader::kMaxLine);
       },
       [&] { feeder.Release(); });
 
