@@ -39,4 +39,8 @@ void ConsoleLog::Beep() {
   Line("beep", "");
 }
 
+void ConsoleLog::Notice(std::string_view text) {
+  Line("notice: ", text);
+}
+
 }  // namespace quotlink

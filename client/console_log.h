@@ -2,8 +2,8 @@
 // message and beep becomes one line of text, for the operator's terminal or a log file.
 //
 // The lines, exactly: "Mensagem: TEXT", "Info: TEXT", "Info1: TEXT", "Picture1: cyan",
-// "Picture1: red", "message: TEXT", "beep". Control bytes in TEXT are written as '?', so that
-// each event stays one line.
+// "Picture1: red", "message: TEXT", "beep", "notice: TEXT". Control bytes in TEXT are written as
+// '?', so that each event stays one line.
 #ifndef QUOTLINK_CLIENT_CONSOLE_LOG_H_
 #define QUOTLINK_CLIENT_CONSOLE_LOG_H_
 
@@ -23,6 +23,7 @@ class ConsoleLog : public ConsoleView {
   void LampChanged(LampColor color) override;
   void ModalMessage(std::string_view text) override;
   void Beep() override;
+  void Notice(std::string_view text) override;
 
  private:
   void Line(std::string_view head, std::string_view text);

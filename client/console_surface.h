@@ -57,6 +57,9 @@ class ConsoleView {
   // the feeder's loop running meanwhile. Headless: returns at once.
   virtual void ModalMessage(std::string_view /*text*/) {}
   virtual void Beep() {}
+  // Something the operator should know that none of the console's items shows (say, that
+  // datagrams from strangers were refused); not a caption, never kept.
+  virtual void Notice(std::string_view /*text*/) {}
   virtual void ShowWindow() {}
   virtual void HideWindow() {}
   virtual void SetWindowNormal() {}
@@ -187,14 +190,16 @@ class ConsoleSurface {
   void RepaintForm() {
     if (view_ != nullptr) view_->RepaintForm();
   }
-  // Shows `text` with an OK button and waits for the operator (headless: records it).
+  // Shows `text` with an OK button and waits for the operator (headless: returns at once).
   void ModalMessage(std::string_view text) {
-    modal_messages_.emplace_back(text);
     if (view_ != nullptr) view_->ModalMessage(text);
   }
   void Beep() {
-    ++beeps_;
     if (view_ != nullptr) view_->Beep();
+  }
+  // Tells the operator of something the console's items have no place for.
+  void Notice(std::string_view text) {
+    if (view_ != nullptr) view_->Notice(text);
   }
   void Show() {
     visible_ = true;
@@ -212,15 +217,9 @@ class ConsoleSurface {
   }
   bool visible() const { return visible_; }
 
-  // What a headless console did, for the operator's log and for tests.
-  const std::vector<std::string>& modal_messages() const { return modal_messages_; }
-  int beeps() const { return beeps_; }
-
  private:
   ConsoleView* view_;
   bool visible_ = false;
-  std::vector<std::string> modal_messages_;
-  int beeps_ = 0;
 };
 
 }  // namespace quotlink

@@ -51,6 +51,7 @@ void QUOTLINKFRM::SaveSettings() {
 void QUOTLINKFRM::Form_Load() {
   timer1_ = loop_->AddTimer(kTimer1IntervalMs, [this] { Timer1_Timer(); });
   const Status st = ReadSettings(settings_->DataFolder, settings_);
+  ReadUdpFrom(settings_->DataFolder, settings_);
   if (!st.ok()) {
     // The file could be neither read nor created: the session runs on what the feeder holds.
     Mensagem.SetCaption("Settings file unreadable - " + st.message());

@@ -131,6 +131,27 @@ Status WriteSettings(const std::string& folder, const Settings& settings) {
   return ReplaceFileContent(folder + std::string(kSettingsFileName), text);
 }
 
+void ReadUdpFrom(const std::string& folder, Settings* settings) {
+  ByteString text;
+  std::string error;
+  settings->UdpFrom.clear();
+  if (ReadWholeFile(folder + std::string(kUdpFromFileName), &text, &error) != FileRead::kRead) {
+    return;
+  }
+  std::string_view line(text);
+  line = line.substr(0, line.find_first_of("\r\n"));
+  const size_t first = line.find_first_not_of(" \t");
+  if (first == std::string_view::npos) return;
+  line = line.substr(first, line.find_last_not_of(" \t") - first + 1);
+  settings->UdpFrom.assign(line);
+}
+
+Status WriteUdpFrom(const std::string& folder, std::string_view udp_from) {
+  std::string text(udp_from);
+  text.append("\r\n");
+  return ReplaceFileContent(folder + std::string(kUdpFromFileName), text);
+}
+
 bool ParsePortText(std::string_view text, int32_t* port) {
   while (!text.empty() && text.front() == ' ')
     text.remove_prefix(1);

@@ -28,7 +28,14 @@ struct Settings {
   int32_t LocalPort = 0;    // local port of the datagram socket
   // With its closing "/" once set; empty: the current directory. Not in the settings file.
   std::string DataFolder;
+  // Whose datagrams the UDP socket takes: empty for the feed server's host alone, "any", or
+  // hosts separated by commas. Kept in a file of its own (kUdpFromFileName), not in the
+  // settings file, whose three lines stay as they are.
+  std::string UdpFrom;
 };
+
+// Name of the file beside the settings file that keeps Settings::UdpFrom, one line.
+inline constexpr std::string_view kUdpFromFileName = "UDPFROM.DAT";
 
 // The data folder below `parent`: `parent`, a "/" unless it ends in one, then "DTN/". An empty
 // `parent` gives the relative folder "DTN/".
@@ -52,6 +59,13 @@ Status ReadSettings(const std::string& folder, Settings* settings);
 // each port with a blank before and behind it (" 21560 "; a minus sign stands in place of the
 // first blank). The file is replaced whole or not at all: a failure leaves the old one.
 Status WriteSettings(const std::string& folder, const Settings& settings);
+
+// Reads kUdpFromFileName in `folder` into settings->UdpFrom: its first line without blanks round
+// it; empty when the file is missing or unreadable (the feed server's host alone).
+void ReadUdpFrom(const std::string& folder, Settings* settings);
+
+// Writes `udp_from` as the one line of kUdpFromFileName in `folder`, whole or not at all.
+Status WriteUdpFrom(const std::string& folder, std::string_view udp_from);
 
 // The number in a port text box: a whole 32-bit signed number in decimal, with an optional sign
 // and blanks round it. False (and `*port` untouched) for anything else, empty text included.

@@ -64,6 +64,8 @@ class FeedLink final : public RequestSink {
   // Session start and reconnect (session.cc).
   void StartSession();
   void RestartFeed();
+  // Also tells the UDP socket whose datagrams to take: by default the feed server's host only,
+  // since a stranger's image-start datagram would hold every quote until a restart.
   void ApplySocketSettings();
   void ReadDatabaseVersion();
 
@@ -127,6 +129,9 @@ class FeedLink final : public RequestSink {
 
  private:
   void DataArrival(FeedPath path);
+  // Tells the console of datagrams refused for their source since the last report, at most
+  // once a second (a flood must not become a flood of lines).
+  void ReportRefusedDatagrams();
   void ProcessPacket(FeedPath path, ByteView frame);
   void EndOfImage(FeedPath path, ImageTransfer& t, ByteView frame);
 
@@ -141,6 +146,8 @@ class FeedLink final : public RequestSink {
   ByteString tcp_read_;  // what one DataArrival event reads, reused
   ByteString udp_read_;
   std::string status_line_;
+  uint64_t refused_reported_ = 0;   // the socket's refused count at the last report
+  int64_t refused_report_ms_ = -1;  // when that was, monotonic; -1 before the first
 
   int64_t database_request_ms_ = 0;  // the last request for the image, monotonic
   // Counts session starts; a start that sees a newer number ends (see StartSession).

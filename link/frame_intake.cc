@@ -1,6 +1,7 @@
 #include "link/frame_intake.h"
 
 #include <cstring>
+#include <string>
 
 #include "link/feed_link.h"
 
@@ -113,11 +114,24 @@ void FeedLink::DataArrival(FeedPath path) {
   Socket* socket = path == FeedPath::kTcp ? TCP.get() : UDP.get();
   ByteString& read = path == FeedPath::kTcp ? tcp_read_ : udp_read_;
   socket->GetData(&read);
+  if (path == FeedPath::kUdp) ReportRefusedDatagrams();
   // While the image is pending, datagrams are read and thrown away: quotes decoded against an
   // old or missing image would be wrong.
   if (path == FeedPath::kUdp && DatabasePending != 0) return;
   LinkIntake host(*this, *loop_, *console_, path);
   TakeRead(buf, read, path == FeedPath::kUdp, host);
+}
+
+void FeedLink::ReportRefusedDatagrams() {
+  const uint64_t refused = UDP->RefusedDatagrams();
+  if (refused == refused_reported_) return;
+  const int64_t now = loop_->clock().MonotonicMs();
+  if (refused_report_ms_ >= 0 && now - refused_report_ms_ < 1000) return;
+  console_->Notice("UDP: refused " + std::to_string(refused - refused_reported_) +
+                   " datagrams from hosts other than the feed's (" + std::to_string(refused) +
+                   " in all)");
+  refused_reported_ = refused;
+  refused_report_ms_ = now;
 }
 
 void FeedLink::TCP_DataArrival() {

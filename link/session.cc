@@ -1,12 +1,39 @@
 #include "link/session.h"
 
+#include <string>
+#include <vector>
+
 #include "link/feed_link.h"
 #include "link/feed_requests_format.h"
 #include "util/profile_file.h"
 
 namespace quotlink {
 
+namespace {
+
+// The hosts whose datagrams the UDP socket takes; empty for any.
+std::vector<std::string> UdpSources(const Settings& s) {
+  if (s.UdpFrom.empty()) return {s.FeedAddress};
+  if (s.UdpFrom == "any") return {};
+  std::vector<std::string> hosts;
+  for (size_t start = 0; start <= s.UdpFrom.size();) {
+    size_t end = s.UdpFrom.find(',', start);
+    if (end == std::string::npos) end = s.UdpFrom.size();
+    std::string host = s.UdpFrom.substr(start, end - start);
+    host.erase(0, host.find_first_not_of(' '));
+    host.erase(host.find_last_not_of(' ') + 1);
+    if (!host.empty()) hosts.push_back(std::move(host));
+    start = end + 1;
+  }
+  // A list of nothing but commas names no host: the feed server's alone, never "any".
+  if (hosts.empty()) hosts.push_back(s.FeedAddress);
+  return hosts;
+}
+
+}  // namespace
+
 void FeedLink::ApplySocketSettings() {
+  UDP->SetAcceptedSources(UdpSources(*settings_));
   UDP->SetRemoteHost(settings_->FeedAddress);
   UDP->SetRemotePort(settings_->FeedPort);
   UDP->SetLocalPort(settings_->LocalPort);

@@ -19,6 +19,8 @@ Status Errno(const char* what) {
   return Status::Error(std::string(what) + ": " + strerror(errno));
 }
 
+constexpr int kMaxRefusedPerRead = 64;
+
 bool PortInRange(int32_t port) {
   return port >= 0 && port <= 65535;
 }
@@ -57,6 +59,13 @@ Status PosixSocket::Bind() {
   // A large receive buffer: datagrams that come while the feeder decodes wait in the kernel.
   int rcvbuf = 4 << 20;
   setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &rcvbuf, sizeof rcvbuf);
+  // A host that doesn't resolve adds no address: its datagrams, and only those, are refused.
+  any_source_ = AcceptedSources().empty();
+  accepted_.clear();
+  for (const std::string& host : AcceptedSources()) {
+    uint32_t addr = 0;
+    if (ResolveIpv4(host, &addr)) accepted_.push_back(addr);
+  }
   sockaddr_in sa{};
   sa.sin_family = AF_INET;
   sa.sin_addr.s_addr = htonl(INADDR_ANY);
@@ -204,8 +213,21 @@ void PosixSocket::GetData(ByteString* out) {
   if (fd_ < 0) return;
   char chunk[65536];
   if (protocol_ == Protocol::kUdp) {
-    const ssize_t n = recv(fd_, chunk, sizeof chunk, 0);
-    if (n > 0) out->append(chunk, static_cast<size_t>(n));
+    // Refused datagrams are read past here, a bounded number at a time: a flood of them must
+    // not hold the loop; the event comes again for the rest.
+    for (int i = 0; i < kMaxRefusedPerRead; ++i) {
+      sockaddr_in from{};
+      socklen_t len = sizeof from;
+      const ssize_t n =
+          recvfrom(fd_, chunk, sizeof chunk, 0, reinterpret_cast<sockaddr*>(&from), &len);
+      if (n < 0) return;
+      if (!Accepted(from.sin_addr.s_addr)) {
+        ++refused_;
+        continue;
+      }
+      out->append(chunk, static_cast<size_t>(n));
+      return;
+    }
     return;
   }
   while (out->size() < kMaxTcpRead) {
@@ -224,6 +246,10 @@ void PosixSocket::GetData(ByteString* out) {
     }
     return;
   }
+}
+
+bool PosixSocket::Accepted(uint32_t addr) const {
+  return any_source_ || std::find(accepted_.begin(), accepted_.end(), addr) != accepted_.end();
 }
 
 int PosixSocket::BoundPort() const {

@@ -20,6 +20,7 @@ class PosixSocket : public Socket {
   Status Close() override;
   Status SendData(ByteView data) override;
   void GetData(ByteString* out) override;
+  uint64_t RefusedDatagrams() const override { return refused_; }
 
   // The port the kernel gave a socket bound to port 0 (tests use it), or 0.
   int BoundPort() const;
@@ -28,6 +29,8 @@ class PosixSocket : public Socket {
   enum class State { kClosed, kBound, kConnecting, kConnected };
 
   void OnReady(int ready);
+  // Whether a datagram from `addr` (network order) is taken.
+  bool Accepted(uint32_t addr) const;
   void FlushOutput();
   void UpdateInterest();
 
@@ -37,6 +40,9 @@ class PosixSocket : public Socket {
   int fd_ = -1;
   int reg_ = 0;
   bool peer_closed_ = false;
+  std::vector<uint32_t> accepted_;  // the accepted sources, resolved at Bind
+  bool any_source_ = true;
+  uint64_t refused_ = 0;
   ByteString out_;        // TCP bytes the kernel hasn't taken yet
   size_t out_start_ = 0;  // sent prefix of out_
 };

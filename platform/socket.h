@@ -12,6 +12,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "util/bytes.h"
 #include "util/status.h"
@@ -28,6 +29,11 @@ class Socket {
   void SetRemoteHost(std::string host) { remote_host_ = std::move(host); }
   void SetRemotePort(int32_t port) { remote_port_ = port; }
   void SetLocalPort(int32_t port) { local_port_ = port; }
+  // UDP: the hosts whose datagrams are taken, resolved by the next Bind; empty takes any. A
+  // datagram from another host is read and dropped by GetData, and counted: anyone can send
+  // to the port, and a stray frame would otherwise reach the feed's decoding.
+  void SetAcceptedSources(std::vector<std::string> hosts) { accepted_sources_ = std::move(hosts); }
+  const std::vector<std::string>& AcceptedSources() const { return accepted_sources_; }
   const std::string& RemoteHost() const { return remote_host_; }
   int32_t RemotePort() const { return remote_port_; }
   int32_t LocalPort() const { return local_port_; }
@@ -42,8 +48,11 @@ class Socket {
   // socket is writable. Fails with the error's text when not connected.
   virtual Status SendData(ByteView data) = 0;
   // Replaces `*out` by what is queued: on TCP everything readable now (in pieces of at most
-  // kMaxTcpRead, the rest comes with the next event), on UDP one datagram.
+  // kMaxTcpRead, the rest comes with the next event), on UDP one datagram from an accepted
+  // host (empty when only others were waiting).
   virtual void GetData(ByteString* out) = 0;
+  // UDP: the datagrams dropped for their source since the socket was made.
+  virtual uint64_t RefusedDatagrams() const { return 0; }
 
   std::function<void()> on_data_arrival;
   std::function<void()> on_connect;
@@ -54,6 +63,7 @@ class Socket {
   static constexpr size_t kMaxTcpRead = 65536;
 
  private:
+  std::vector<std::string> accepted_sources_;
   std::string remote_host_;
   int32_t remote_port_ = 0;
   int32_t local_port_ = 0;

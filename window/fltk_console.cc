@@ -253,6 +253,10 @@ void FltkConsole::Beep() {
   fl_beep();
 }
 
+void FltkConsole::Notice(std::string_view text) {
+  std::fprintf(stderr, "quotlink: %.*s\n", static_cast<int>(text.size()), text.data());
+}
+
 void FltkConsole::ShowWindow() {
   window_->show();
 }

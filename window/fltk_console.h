@@ -60,6 +60,8 @@ class FltkConsole : public ConsoleView {
   // the operator answers or the feeder ends.
   void ModalMessage(std::string_view text) override;
   void Beep() override;
+  // On standard error: the window has no place for it.
+  void Notice(std::string_view text) override;
   void ShowWindow() override;
   void HideWindow() override;
   void SetWindowNormal() override;

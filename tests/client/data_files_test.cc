@@ -61,12 +61,29 @@ TEST(DataFolderTest, IsDtnBelowTheParentAndAFailureToMakeItSaysWhy) {
 TEST(SettingsTest, WriterLaysDownItsFormWholeOrNotAtAll) {
   TempDir dir;
   const std::string written = "feed.example\r\n-5 \r\n 0 \r\n";
-  ASSERT_TRUE(WriteSettings(dir.path(), {"feed.example", -5, 0, ""}).ok());
+  ASSERT_TRUE(WriteSettings(dir.path(), {"feed.example", -5, 0, "", ""}).ok());
   EXPECT_EQ(dir.Read(kSettingsFileName), written);
   // The new content can't be laid down beside the file: the old one stays whole.
   std::filesystem::create_directory(dir.File(kSettingsFileName) + ".tmp");
-  EXPECT_FALSE(WriteSettings(dir.path(), {"10.9.9.9", 1, 1, ""}).ok());
+  EXPECT_FALSE(WriteSettings(dir.path(), {"10.9.9.9", 1, 1, "", ""}).ok());
   EXPECT_EQ(dir.Read(kSettingsFileName), written);
+}
+
+// The UDP sources live in a file of their own, so the settings file keeps its three lines.
+TEST(SettingsTest, UdpSourcesFileReadsItsFirstLineTrimmedOrNothing) {
+  TempDir dir;
+  Settings s;
+  s.UdpFrom = "old";
+  ReadUdpFrom(dir.path(), &s);
+  EXPECT_EQ(s.UdpFrom, "");  // no file: the feed server's host alone
+  ASSERT_TRUE(WriteUdpFrom(dir.path(), " h1,\th2 ").ok());
+  EXPECT_EQ(dir.Read(kUdpFromFileName), " h1,\th2 \r\n");
+  ReadUdpFrom(dir.path(), &s);
+  EXPECT_EQ(s.UdpFrom, "h1,\th2");
+  dir.Write(kUdpFromFileName, " \t\nany\n");
+  ReadUdpFrom(dir.path(), &s);
+  EXPECT_EQ(s.UdpFrom, "");
+  EXPECT_FALSE(TempDir::Exists(dir.File(kSettingsFileName)));
 }
 
 TEST(SettingsTest, ReaderTakesEveryFormOfTheLines) {
@@ -87,7 +104,7 @@ TEST(SettingsTest, ReaderTakesEveryFormOfTheLines) {
   TempDir dir;
   for (const auto& c : cases) {
     dir.Write(kSettingsFileName, c.content);
-    Settings s{"old", 1, 2, ""};
+    Settings s{"old", 1, 2, "", ""};
     ASSERT_TRUE(ReadSettings(dir.path(), &s).ok());
     EXPECT_EQ(std::tie(s.FeedAddress, s.FeedPort, s.LocalPort),
               std::make_tuple(c.address, c.feed, c.local))

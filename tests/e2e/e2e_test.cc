@@ -51,6 +51,7 @@ TEST(EndToEndTest, BadArgumentsAreRefusedAndHelpDocumentsTheCommands) {
                                              {"watch", "--local-port", "x"},
                                              {"watch", "--server", "h:99999"},
                                              {"watch", "--folder"},
+                                             {"watch", "--udp-from", ", "},
                                              {"frobnicate"},
                                              {}}) {
     std::vector<std::string> argv = {QUOTLINK_BIN};

@@ -75,5 +75,41 @@ TEST(DispatchTest, CountsFailedSendsAndHostileLengths) {
             "Mensagem: Packets TCP/UDP = 5 , 0\n");
 }
 
+// By default only the feed server's host is heard on UDP: one stranger's datagram (an image
+// start of another version, then an image end) would otherwise hold every quote until a
+// restart. Refusals are told as a notice, at most once a second.
+TEST(DispatchTest, DatagramsFromStrangersAreRefusedAndToldAtMostOnceASecond) {
+  const ByteString spoof = BuildFrame(kTypeImageFirst, ByteString("\x09\x03\x00\x07", 4)) +
+                           BuildFrame(kTypeImageEnd, ByteString(4, '\0'));
+  LinkFixture f;
+  f.settings.FeedAddress = "10.0.0.5";
+  f.link.ApplySocketSettings();
+  f.link.FeedVerified = f.link.QuotesEnabled = 1;
+  f.log.Take();
+  f.udp.Arrive(spoof, "10.6.6.6");
+  f.udp.Arrive(spoof, "10.6.6.7");
+  EXPECT_EQ(f.link.DatabasePending, 0);
+  f.clock.Advance(999);
+  f.udp.Arrive(spoof, "10.6.6.6");
+  f.clock.Advance(1);
+  f.udp.Arrive(BuildFrame(kTypeQuotes, "abc"));  // the feed's own: taken
+  EXPECT_EQ(f.log.Take(),
+            "notice: UDP: refused 1 datagrams from hosts other than the feed's (1 in all)\n"
+            "notice: UDP: refused 2 datagrams from hosts other than the feed's (3 in all)\n"
+            "Mensagem: Packets TCP/UDP = 0 , 1\nquotes 13 bytes\n");
+  f.decoders.accept = false;  // a version other than the one asked for is refused
+  f.udp.Arrive(spoof);        // and from the feed's host the same bytes do what they say
+  EXPECT_NE(f.link.DatabasePending, 0);
+
+  // Other hosts are named, or any host is taken; a list of nothing names the feed's host.
+  const std::pair<const char*, std::vector<std::string>> policies[] = {
+      {"any", {}}, {" h1 ,h2,", {"h1", "h2"}}, {", ,", {"10.0.0.5"}}};
+  for (const auto& [udp_from, sources] : policies) {
+    f.settings.UdpFrom = udp_from;
+    f.link.ApplySocketSettings();
+    EXPECT_EQ(f.udp.AcceptedSources(), sources) << udp_from;
+  }
+}
+
 }  // namespace
 }  // namespace quotlink

@@ -84,16 +84,14 @@ TEST(PosixSocketTest, RefusedConnectIsSilentThenConnectsSendsInOrderAndReceives)
   EXPECT_FALSE(tcp.SendData("x").ok());
 }
 
-TEST(PosixSocketTest, UdpGivesOneDatagramPerRead) {
+// One datagram per read, from the accepted hosts only: here first a host that isn't this one,
+// so loopback's datagrams are refused and counted, then loopback by its name.
+TEST(PosixSocketTest, UdpGivesOneDatagramPerReadFromTheAcceptedHosts) {
   SystemClock clock;
   PollLoop loop(&clock);
   PosixSocket udp(&loop, Protocol::kUdp);
   udp.SetLocalPort(0);
-  ASSERT_TRUE(udp.Bind().ok());
-  const int port = udp.BoundPort();
-  ASSERT_GT(port, 0);
-  EXPECT_FALSE(udp.Bind().ok());
-
+  udp.SetAcceptedSources({"192.0.2.1"});
   std::vector<ByteString> datagrams;
   udp.on_data_arrival = [&] {
     ByteString d;
@@ -104,14 +102,25 @@ TEST(PosixSocketTest, UdpGivesOneDatagramPerRead) {
   sockaddr_in sa{};
   sa.sin_family = AF_INET;
   sa.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  sa.sin_port = htons(static_cast<uint16_t>(port));
-  sendto(out, "ab\0", 3, 0, reinterpret_cast<sockaddr*>(&sa), sizeof sa);
-  sendto(out, "cd", 2, 0, reinterpret_cast<sockaddr*>(&sa), sizeof sa);
-  close(out);
+  const auto send = [&](ByteView d) {
+    sendto(out, d.data(), d.size(), 0, reinterpret_cast<sockaddr*>(&sa), sizeof sa);
+  };
+  const auto bind_and_send = [&](const char* accepted) {
+    udp.SetAcceptedSources({accepted});
+    ASSERT_TRUE(udp.Bind().ok());
+    EXPECT_FALSE(udp.Bind().ok());
+    sa.sin_port = htons(static_cast<uint16_t>(udp.BoundPort()));
+    send(ByteView("ab\0", 3));
+    send("cd");
+  };
+  bind_and_send("192.0.2.1");
+  EXPECT_TRUE(WaitPumping(loop, 5.0, [&] { return udp.RefusedDatagrams() == 2; }));
+  EXPECT_TRUE(udp.Close().ok());
+  bind_and_send("localhost");
   EXPECT_TRUE(WaitPumping(loop, 5.0, [&] { return datagrams.size() == 2; }));
-  ASSERT_EQ(datagrams.size(), 2u);
-  EXPECT_EQ(datagrams[0], ByteString("ab\0", 3));
-  EXPECT_EQ(datagrams[1], "cd");
+  close(out);
+  EXPECT_EQ(datagrams, (std::vector<ByteString>{ByteString("ab\0", 3), "cd"}));
+  EXPECT_EQ(udp.RefusedDatagrams(), 2u);
   EXPECT_TRUE(udp.Close().ok());
   EXPECT_FALSE(udp.Close().ok());
 }

@@ -1,5 +1,7 @@
 #include "tests/support/fake_socket.h"
 
+#include <algorithm>
+
 namespace quotlink {
 
 Status FakeSocket::Bind() {
@@ -44,12 +46,20 @@ void FakeSocket::GetData(ByteString* out) {
   out->clear();
   if (incoming_.empty()) return;
   if (protocol_ == Protocol::kUdp) {
-    *out = std::move(incoming_.front());
-    incoming_.pop_front();
+    const std::vector<std::string>& ok = AcceptedSources();
+    while (!incoming_.empty()) {
+      Datagram d = std::move(incoming_.front());
+      incoming_.pop_front();
+      if (ok.empty() || std::find(ok.begin(), ok.end(), d.from) != ok.end()) {
+        *out = std::move(d.bytes);
+        return;
+      }
+      ++refused_;
+    }
     return;
   }
   while (!incoming_.empty()) {
-    out->append(incoming_.front());
+    out->append(incoming_.front().bytes);
     incoming_.pop_front();
   }
 }

@@ -23,10 +23,12 @@ class FakeSocket : public Socket {
   Status Close() override;
   Status SendData(ByteView data) override;
   void GetData(ByteString* out) override;
+  uint64_t RefusedDatagrams() const override { return refused_; }
 
-  // Test side: queues `bytes` and raises DataArrival once.
-  void Arrive(ByteView bytes) {
-    incoming_.emplace_back(bytes);
+  // Test side: queues `bytes` and raises DataArrival once. A datagram comes from `from`, or
+  // without it from RemoteHost(), the feed's host.
+  void Arrive(ByteView bytes, const char* from = nullptr) {
+    incoming_.push_back({ByteString(bytes), from != nullptr ? from : RemoteHost()});
     if (on_data_arrival) on_data_arrival();
   }
   void RaiseConnect() {
@@ -58,7 +60,12 @@ class FakeSocket : public Socket {
   bool bound_ = false;
   bool connecting_ = false;
   bool connected_ = false;
-  std::deque<ByteString> incoming_;
+  struct Datagram {
+    ByteString bytes;
+    std::string from;
+  };
+  std::deque<Datagram> incoming_;
+  uint64_t refused_ = 0;
   int connect_timer_ = 0;
 };
 

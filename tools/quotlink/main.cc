@@ -29,7 +29,8 @@ namespace {
 
 const char kUsage[] =
     "Usage: quotlink watch [--folder DIR] [--server HOST[:PORT]] [--local-port N] [--json]\n"
-    "                      [--console=window|log|none] [SYMBOL...]\n"
+    "                      [--udp-from any|HOST[,HOST...]] [--console=window|log|none]\n"
+    "                      [SYMBOL...]\n"
     "       quotlink demo [the options of watch]\n"
     "       quotlink --help\n"
     "\n"
@@ -41,6 +42,8 @@ const char kUsage[] =
     "  --server HOST[:PORT]  feed server address (and TCP port), saved in QUOTLINKINFO.DAT\n"
     "                     before the start, as the console's Restart button would\n"
     "  --local-port N     local UDP port, saved the same way\n"
+    "  --udp-from any|HOST[,HOST...]  whose datagrams the UDP port takes (default: the\n"
+    "                     feed server's host alone), saved in UDPFROM.DAT beside the settings\n"
     "  --json             one JSON object per quote and line, with the keys Simbolo, Last,\n"
     "                     LastS, Bid, BidS, Ask, AskS, Change, OpenV, High, Low, Previous, OInt,\n"
     "                     Vol, TimeV, Flag, ComunicationOK (default: aligned rows)\n"
@@ -71,6 +74,7 @@ struct Options {
   std::string server_host;
   int32_t server_port = -1;
   int32_t local_port = -1;
+  std::string udp_from;  // empty: as the file says
   bool json = false;
   ConsoleChoice console = ConsoleChoice::kDefault;
   std::vector<std::string> symbols;
@@ -117,6 +121,12 @@ int ParseWatch(const std::vector<std::string>& args, Options* o) {
           o->local_port > 65535) {
         return Fail("--local-port needs a port number from 0 to 65535");
       }
+    } else if (a == "--udp-from") {
+      if (!value(&o->udp_from) || o->udp_from.empty() ||
+          o->udp_from.find_first_not_of(", ") == std::string::npos ||
+          o->udp_from.find_first_of("\r\n") != std::string::npos) {
+        return Fail("--udp-from needs 'any' or HOST[,HOST...]");
+      }
     } else if (a == "--json") {
       o->json = true;
     } else if (a == "--console=window") {
@@ -135,8 +145,14 @@ int ParseWatch(const std::vector<std::string>& args, Options* o) {
   return 0;
 }
 
-// Writes the server and port options into the settings file before the start.
+// Writes the server, port and UDP source options into their files before the start.
 int SaveServerOptions(const Options& o, const std::string& data_folder) {
+  if (!o.udp_from.empty()) {
+    if (Status st = WriteUdpFrom(data_folder, o.udp_from); !st.ok()) {
+      std::fprintf(stderr, "quotlink: %s\n", st.message().c_str());
+      return 1;
+    }
+  }
   if (o.server_host.empty() && o.local_port < 0) return 0;
   Settings s;
   if (Status st = ReadSettings(data_folder, &s); !st.ok()) {
@@ -152,6 +168,14 @@ int SaveServerOptions(const Options& o, const std::string& data_folder) {
   }
   return 0;
 }
+
+// Without a console, what the console can't show still reaches standard error.
+class NoticesOnly : public ConsoleView {
+ public:
+  void Notice(std::string_view text) override {
+    std::fprintf(stderr, "quotlink: %.*s\n", static_cast<int>(text.size()), text.data());
+  }
+};
 
 // The console that the program shows and the loop that goes with it: a window needs the loop
 // that serves the window system as well.
@@ -179,7 +203,11 @@ Console MakeConsole(ConsoleChoice choice, Clock* clock) {
     }
   }
   c.loop = std::make_unique<PollLoop>(clock);
-  if (choice == ConsoleChoice::kLog) c.view = std::make_unique<ConsoleLog>(stderr);
+  if (choice == ConsoleChoice::kLog) {
+    c.view = std::make_unique<ConsoleLog>(stderr);
+  } else {
+    c.view = std::make_unique<NoticesOnly>();
+  }
   return c;
 }
 
