@@ -129,9 +129,11 @@ class FeedLink final : public RequestSink {
 
  private:
   void DataArrival(FeedPath path);
-  // Tells the console of datagrams refused for their source since the last report, at most
-  // once a second (a flood must not become a flood of lines).
+  // Tells the console of datagrams refused for their source, and of requests dropped unsent,
+  // since the last notice of each, at most once a second (a flood must not become a flood of
+  // lines).
   void ReportRefusedDatagrams();
+  void ReportDroppedSends();
   void ProcessPacket(FeedPath path, ByteView frame);
   void EndOfImage(FeedPath path, ImageTransfer& t, ByteView frame);
 
@@ -146,8 +148,15 @@ class FeedLink final : public RequestSink {
   ByteString tcp_read_;  // what one DataArrival event reads, reused
   ByteString udp_read_;
   std::string status_line_;
-  uint64_t refused_reported_ = 0;   // the socket's refused count at the last report
-  int64_t refused_report_ms_ = -1;  // when that was, monotonic; -1 before the first
+  // A count of the sockets' told at most once a second.
+  struct CountNotice {
+    uint64_t told = 0;   // the count at the last notice
+    int64_t at_ms = -1;  // when that was, monotonic; -1 before the first
+    // How many came since the last notice when one is due at `now_ms`, else 0.
+    uint64_t Due(uint64_t count, int64_t now_ms);
+  };
+  CountNotice refused_notice_;
+  CountNotice dropped_notice_;
 
   int64_t database_request_ms_ = 0;  // the last request for the image, monotonic
   // Counts session starts; a start that sees a newer number ends (see StartSession).

@@ -1,6 +1,7 @@
 #include "link/feed_requests.h"
 
 #include <cmath>
+#include <string>
 
 #include "link/feed_link.h"
 #include "link/feed_requests_format.h"
@@ -45,6 +46,16 @@ void FeedLink::SendRequest(int16_t code, ByteView data) {
   if (st.ok()) return;
   console_->Mensagem.SetCaption("TCP is not working - " + st.message());
   console_->Mensagem.Refresh();
+  ReportDroppedSends();
+}
+
+void FeedLink::ReportDroppedSends() {
+  const uint64_t all = TCP->DroppedSends();
+  if (const uint64_t n = dropped_notice_.Due(all, loop_->clock().MonotonicMs()); n > 0) {
+    console_->Notice("TCP: dropped " + std::to_string(n) +
+                     " requests the server didn't read in time (" + std::to_string(all) +
+                     " in all)");
+  }
 }
 
 }  // namespace quotlink

@@ -122,16 +122,21 @@ void FeedLink::DataArrival(FeedPath path) {
   TakeRead(buf, read, path == FeedPath::kUdp, host);
 }
 
+uint64_t FeedLink::CountNotice::Due(uint64_t count, int64_t now_ms) {
+  if (count == told || (at_ms >= 0 && now_ms - at_ms < 1000)) return 0;
+  const uint64_t fresh = count - told;
+  told = count;
+  at_ms = now_ms;
+  return fresh;
+}
+
 void FeedLink::ReportRefusedDatagrams() {
-  const uint64_t refused = UDP->RefusedDatagrams();
-  if (refused == refused_reported_) return;
-  const int64_t now = loop_->clock().MonotonicMs();
-  if (refused_report_ms_ >= 0 && now - refused_report_ms_ < 1000) return;
-  console_->Notice("UDP: refused " + std::to_string(refused - refused_reported_) +
-                   " datagrams from hosts other than the feed's (" + std::to_string(refused) +
-                   " in all)");
-  refused_reported_ = refused;
-  refused_report_ms_ = now;
+  const uint64_t all = UDP->RefusedDatagrams();
+  if (const uint64_t n = refused_notice_.Due(all, loop_->clock().MonotonicMs()); n > 0) {
+    console_->Notice("UDP: refused " + std::to_string(n) +
+                     " datagrams from hosts other than the feed's (" + std::to_string(all) +
+                     " in all)");
+  }
 }
 
 void FeedLink::TCP_DataArrival() {

@@ -117,7 +117,7 @@ Status PosixSocket::Close() {
   close(fd_);
   fd_ = -1;
   state_ = State::kClosed;
-  out_.clear();
+  ByteString().swap(out_);  // what a server that stopped reading left is given back
   out_start_ = 0;
   return Status::Ok();
 }
@@ -125,6 +125,17 @@ Status PosixSocket::Close() {
 Status PosixSocket::SendData(ByteView data) {
   if (protocol_ != Protocol::kTcp || state_ != State::kConnected || peer_closed_) {
     return Status::Error("Wrong protocol or connection state for the requested transaction");
+  }
+  // Whole or not at all: a request cut short would garble every request behind it.
+  if (out_.size() - out_start_ + data.size() > kMaxUnsent) {
+    ++dropped_sends_;
+    return Status::Error("the server reads nothing; over 1 MiB waits unsent");
+  }
+  // What went out already is let go before the queue grows, so it never holds more than
+  // about twice what waits.
+  if (out_start_ > 0 && out_start_ >= out_.size() / 2) {
+    out_.erase(0, out_start_);
+    out_start_ = 0;
   }
   if (out_start_ == out_.size()) {
     // Nothing waits: try to send directly, and keep only what the kernel refused.

@@ -21,6 +21,7 @@ class PosixSocket : public Socket {
   Status SendData(ByteView data) override;
   void GetData(ByteString* out) override;
   uint64_t RefusedDatagrams() const override { return refused_; }
+  uint64_t DroppedSends() const override { return dropped_sends_; }
 
   // The port the kernel gave a socket bound to port 0 (tests use it), or 0.
   int BoundPort() const;
@@ -43,6 +44,7 @@ class PosixSocket : public Socket {
   std::vector<uint32_t> accepted_;  // the accepted sources, resolved at Bind
   bool any_source_ = true;
   uint64_t refused_ = 0;
+  uint64_t dropped_sends_ = 0;
   ByteString out_;        // TCP bytes the kernel hasn't taken yet
   size_t out_start_ = 0;  // sent prefix of out_
 };

@@ -45,7 +45,8 @@ class Socket {
   // Closes whatever is open; closing a closed socket is an error the callers ignore.
   virtual Status Close() = 0;
   // TCP: queues `data` whole, in order; what the kernel doesn't take at once goes out when the
-  // socket is writable. Fails with the error's text when not connected.
+  // socket is writable. Fails with the error's text when not connected, and drops `data`
+  // whole (failing, and counting it) when the bytes waiting would pass kMaxUnsent.
   virtual Status SendData(ByteView data) = 0;
   // Replaces `*out` by what is queued: on TCP everything readable now (in pieces of at most
   // kMaxTcpRead, the rest comes with the next event), on UDP one datagram from an accepted
@@ -53,6 +54,8 @@ class Socket {
   virtual void GetData(ByteString* out) = 0;
   // UDP: the datagrams dropped for their source since the socket was made.
   virtual uint64_t RefusedDatagrams() const { return 0; }
+  // TCP: the sends dropped since the socket was made because too much waited unsent.
+  virtual uint64_t DroppedSends() const { return 0; }
 
   std::function<void()> on_data_arrival;
   std::function<void()> on_connect;
@@ -61,6 +64,9 @@ class Socket {
   // carry it over its limit, so a read must stay well under that limit: a fast but healthy
   // stream is then never mistaken for an overflow.
   static constexpr size_t kMaxTcpRead = 65536;
+  // TCP: the most bytes that wait unsent. Requests are a few bytes each; a server that stops
+  // reading must not take the feeder's memory with the requests it doesn't read.
+  static constexpr size_t kMaxUnsent = 1 << 20;
 
  private:
   std::vector<std::string> accepted_sources_;

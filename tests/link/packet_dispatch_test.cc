@@ -57,6 +57,7 @@ TEST(DispatchTest, Gates) {
 // body lengths that read negative, bring nothing down.
 TEST(DispatchTest, CountsFailedSendsAndHostileLengths) {
   LinkFixture f;
+  f.tcp.dropped_sends = 1;               // as if the server had stopped reading
   f.link.SendRequest(kRequestTest, "");  // not connected yet
   f.tcp.RaiseConnect();
   f.link.FeedVerified = 1;
@@ -70,7 +71,8 @@ TEST(DispatchTest, CountsFailedSendsAndHostileLengths) {
   // Image pieces are cut by the unsigned length (2 x 39998 bytes); the end resets the TCP count.
   EXPECT_EQ(f.log.Take(),
             "Mensagem: TCP is not working - Wrong protocol or connection state for the requested "
-            "transaction\nparse 79996 bytes\nInfo1: Database OK.\nrecord/2 40010 bytes\n"
+            "transaction\nnotice: TCP: dropped 1 requests the server didn't read in time (1 in "
+            "all)\nparse 79996 bytes\nInfo1: Database OK.\nrecord/2 40010 bytes\n"
             "quotes 40010 bytes\nrecord/4 40010 bytes\nMensagem: Packets TCP/UDP = 5 , 2147483640\n"
             "Mensagem: Packets TCP/UDP = 5 , 0\n");
 }
