@@ -45,11 +45,12 @@ void FeedLink::EndOfImage(FeedPath path, ImageTransfer& t, ByteView frame) {
   DatabasePending = 0;
   // A refused image leaves the database as it was and the image pending, so that the retry
   // asks again. Without decoders there is nothing to take the image.
-  if (decoders_ == nullptr ||
+  if (t.too_big || decoders_ == nullptr ||
       !decoders_->ParseFeedDatabase(t.ImageText, NumberToBytes(VersionValue))) {
     DatabasePending = 1;
   }
-  t.ImageText.clear();
+  ByteString().swap(t.ImageText);  // the image's memory is given back, not kept for the next
+  t.too_big = false;
   // The flag as a number prints with a blank for its sign.
   log.Line(std::string("OK Process FDATABASE ") + (DatabasePending < 0 ? "" : " ") +
            std::to_string(DatabasePending));
@@ -69,13 +70,18 @@ void FeedLink::ImageStep(FeedPath path, ByteView frame) {
       // A first piece starts over, also in the middle of a transfer: the log holds only the
       // newest transfer.
       t.ImageText.assign(ImagePiece(frame));
+      t.too_big = false;
       t.TraceFile = 1;
       trace_log_.Open(settings_->DataFolder + kTraceFileName);
       trace_log_.Line(frame);
       break;
     case kTypeImagePiece:
       // Pieces without a first one (or after a retry dropped the transfer) are ignored.
-      if (t.TraceFile == 0) return;
+      if (t.TraceFile == 0 || t.too_big) return;
+      if (t.ImageText.size() + ImagePiece(frame).size() > kMaxImageBytes) {
+        RefuseTooBigImage(t);
+        return;
+      }
       t.ImageText.append(ImagePiece(frame));
       trace_log_.Line(frame);
       break;
@@ -86,6 +92,15 @@ void FeedLink::ImageStep(FeedPath path, ByteView frame) {
     default:
       break;
   }
+}
+
+void FeedLink::RefuseTooBigImage(ImageTransfer& t) {
+  t.too_big = true;
+  ByteString().swap(t.ImageText);
+  trace_log_.Line("Image over " + std::to_string(kMaxImageBytes) + " bytes: refused.");
+  ++images_too_big_;
+  console_->Notice("image over " + std::to_string(kMaxImageBytes) + " bytes refused (" +
+                   std::to_string(images_too_big_) + " in all)");
 }
 
 void FeedLink::MarkImagePending() {

@@ -18,11 +18,16 @@ namespace quotlink {
 constexpr const char* kTraceFileName = "temp.txt";
 // The image must come whole within this time of its request.
 constexpr int64_t kImageRetryMs = 60000;
+// The largest image gathered. The feed's images are a few megabytes; one first piece and an
+// endless stream of pieces must not take the memory (and temp.txt) with them. An image that
+// passes it is refused at its end frame as an image the parser refuses is.
+constexpr size_t kMaxImageBytes = 16u << 20;
 
 // The image state of one processor.
 struct ImageTransfer {
   int16_t TraceFile = 0;  // not 0 while a transfer is gathering
   ByteString ImageText;   // the image as gathered so far; appending costs only the piece
+  bool too_big = false;   // this transfer passed kMaxImageBytes: its pieces are dropped
 };
 
 // The log file shared by both transfers; owned by the feeder.

@@ -136,6 +136,9 @@ class FeedLink final : public RequestSink {
   void ReportDroppedSends();
   void ProcessPacket(FeedPath path, ByteView frame);
   void EndOfImage(FeedPath path, ImageTransfer& t, ByteView frame);
+  // Drops the image of `t` past kMaxImageBytes: its pieces from here on are dropped, and its
+  // end frame refuses it.
+  void RefuseTooBigImage(ImageTransfer& t);
 
   EventLoop* const loop_;
   ConsoleSurface* const console_;
@@ -155,6 +158,7 @@ class FeedLink final : public RequestSink {
     // How many came since the last notice when one is due at `now_ms`, else 0.
     uint64_t Due(uint64_t count, int64_t now_ms);
   };
+  uint64_t images_too_big_ = 0;
   CountNotice refused_notice_;
   CountNotice dropped_notice_;
 

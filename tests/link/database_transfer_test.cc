@@ -99,5 +99,27 @@ TEST(TransferTest, RetryAfterAMinuteDropsTheTransferAndAsksAgainUntilAnImageIsTa
                                                    kImageDone, kImageRequest}));
 }
 
+// An image past the bound is refused at its end as a bad one is; its memory is given back and
+// temp.txt stops growing. The next transfer starts afresh.
+TEST(TransferTest, ImageOverTheBoundIsRefusedAndItsMemoryGivenBack) {
+  Transfer t;
+  const ByteString piece = BuildFrame(7, ByteString(2 + 65000, 'p'));
+  t.Send(t.frames[0]);
+  for (size_t sent = 0; sent <= kMaxImageBytes; sent += 65000)
+    t.Send(piece);
+  const size_t logged = t.f.dir.Read("temp.txt").size();
+  EXPECT_LE(logged, kMaxImageBytes + 65536);
+  t.Send(piece);
+  t.Send(t.frames.back());
+  EXPECT_TRUE(t.f.decoders.images.empty());
+  EXPECT_EQ(t.f.link.DatabasePending, 1);
+  EXPECT_EQ(t.f.link.Transfer(FeedPath::kTcp).ImageText.capacity(), ByteString().capacity());
+  EXPECT_EQ(t.f.log.Take(),
+            "notice: image over 16777216 bytes refused (1 in all)\nInfo1: Database OK.\n");
+  EXPECT_LT(t.f.dir.Read("temp.txt").size(), logged + 1000);  // the end lines alone
+  t.SendFrames(0, t.frames.size());
+  EXPECT_EQ(t.f.decoders.images, std::vector<ByteString>{t.image});
+}
+
 }  // namespace
 }  // namespace quotlink
