@@ -175,8 +175,12 @@ bool ImageReader::ReadDatabase(const std::vector<std::string>& field_names, Data
 
   const size_t count = static_cast<size_t>(rec->CountB);
   const size_t kept = std::min(count, fmt::kMaxSlots);
+  // Only as many as the bytes left can hold: a count that runs past the end costs nothing.
+  rec->Slots.resize(std::min(kept, in_.remaining() / fmt::kSlotEntrySize) + 1);
   for (size_t j = 1; j <= kept; ++j) {
-    if (!ReadSlot(field_names, &rec->Slots[j])) return false;
+    // Past the slots the bytes can hold the read fails, where the bytes end.
+    FieldSlot beyond;
+    if (!ReadSlot(field_names, j < rec->Slots.size() ? &rec->Slots[j] : &beyond)) return false;
   }
   // A record can hold only 256 fields, and no field number on the wire can name more. The
   // entries beyond are stepped over by the count, which is what places the next record.
@@ -206,7 +210,7 @@ bool ImageReader::ReadSlot(const std::vector<std::string>& field_names, FieldSlo
 
 const FieldSlot& DatabaseRec::Slot(int32_t j) const {
   static const FieldSlot kUnfilled;
-  if (j < 1 || j > static_cast<int32_t>(fmt::kMaxSlots)) return kUnfilled;
+  if (j < 1 || static_cast<size_t>(j) >= Slots.size()) return kUnfilled;
   return Slots[static_cast<size_t>(j)];
 }
 

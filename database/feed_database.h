@@ -5,7 +5,6 @@
 #ifndef QUOTLINK_DATABASE_FEED_DATABASE_H_
 #define QUOTLINK_DATABASE_FEED_DATABASE_H_
 
-#include <array>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -35,10 +34,6 @@ struct FieldSlot {
                                       // record's ProcessCode
 };
 
-// Slots of a record are numbered from 1; a field number from the wire (0 to 255) indexes them
-// directly, so element 0 exists and is never filled.
-constexpr size_t kSlotArraySize = image_format::kMaxSlots + 1;
-
 // One record layout. Counts and lengths are held as read: CountA and CountB may be negative,
 // exceed each other or exceed the 256 slots held. Readers go through Slot().
 struct DatabaseRec {
@@ -54,7 +49,10 @@ struct DatabaseRec {
   char Name[40] = {};      // untrimmed; nothing reads it
   int16_t CountA = 0;      // leading slots read when a packet's size or form selects them
   int16_t CountB = 0;      // number of field entries the image gave (not capped at 256)
-  std::array<FieldSlot, kSlotArraySize> Slots{};  // 1..min(CountB, 256) filled, in wire order
+  // Slots are numbered from 1, as a field number from the wire indexes them, so element 0 is
+  // never filled; then 1..min(CountB, 256) in wire order. Only the slots the image names are
+  // held, so that the layouts' memory follows the image's size.
+  std::vector<FieldSlot> Slots;
 
   // Slot `j`; an unfilled slot for any `j` outside 1..256. The reference lives as long as this
   // record (or the program, for the unfilled slot).

@@ -110,6 +110,9 @@ TEST_F(FeedDatabaseTest, RecordsKeepTheFirst256FieldsAndIndexesOutsideReadAsEmpt
   EXPECT_EQ(big.CountB, 260);
   EXPECT_EQ(big.Slot(256).Format, 3);
   EXPECT_EQ(big.Slot(257).Format, 0);
+  // Only the slots an image names are held: memory follows the image, not 256 per layout.
+  EXPECT_EQ(big.Slots.size(), 257u);
+  EXPECT_EQ(db_.Database(2)->Slots.size(), db_.Database(2)->CountB + 1u);
   EXPECT_EQ(std::string(db_.Database(2)->Key1, 4), "LKJI");
   EXPECT_EQ(db_.FieldName(0), "");
   EXPECT_EQ(db_.FieldName(4), "");
