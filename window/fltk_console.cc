@@ -218,6 +218,11 @@ void FltkConsole::LampChanged(LampColor color) {
 }
 
 void FltkConsole::ModalMessage(std::string_view text) {
+  if (open_boxes_ >= kMaxOpenBoxes) {
+    std::fprintf(stderr, "quotlink: %d message boxes wait for OK; not shown as a box: %.*s\n",
+                 open_boxes_, static_cast<int>(text.size()), text.data());
+    return;
+  }
   std::string shown;
   ShownText(text, &shown);
   fl_font(kRegular, 12);
@@ -242,10 +247,12 @@ void FltkConsole::ModalMessage(std::string_view text) {
 
   Fl_Window* const outer = modal_;
   modal_ = box.get();
+  ++open_boxes_;
   // The feeder runs on while the operator reads: sockets, Timer1 and the client's commands all
   // come through this loop. A feeder that ends meanwhile takes the box with it.
   while (box->shown() && !(operator_ != nullptr && operator_->Ended()) && !loop_->quitting())
     loop_->RunOnce(100);
+  --open_boxes_;
   modal_ = outer;
 }
 

@@ -58,7 +58,10 @@ class FltkConsole : public ConsoleView {
   void LampChanged(LampColor color) override;
   // A modal box with OK; the loop keeps running (sockets, Timer1, the client's commands) until
   // the operator answers or the feeder ends.
+  // At most kMaxOpenBoxes at once: messages that come while that many wait for the operator
+  // (a feed repeating its complaint, say) go to standard error instead of piling up boxes.
   void ModalMessage(std::string_view text) override;
+  static constexpr int kMaxOpenBoxes = 4;
   void Beep() override;
   // On standard error: the window has no place for it.
   void Notice(std::string_view text) override;
@@ -110,6 +113,7 @@ class FltkConsole : public ConsoleView {
   // label() call.
   std::array<std::string, 3> label_text_;
   Fl_Window* modal_ = nullptr;
+  int open_boxes_ = 0;  // modal boxes up, one inside the other
   // "Restart" pumps the loop for seconds (the session start waits); a second click, delivered
   // by that pump, would start a session inside the first one's wait.
   bool restarting_ = false;
