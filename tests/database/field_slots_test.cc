@@ -73,6 +73,10 @@ TEST(SetFieldTest, EachNameFillsItsSlotAndNoOther) {
     }
   }
   EXPECT_EQ(Changes(FieldKind::kSymbol, "ABCDEFGHIJKLMN"), "Simbolo=ABCDEFGHIJKL ");
+  // Until an image names the steered types their numbers are 0: type 1 keeps LAST as Last.
+  SimboloRec r = NewWorkingRecord();
+  SetField(r, "\x04\xD5", FieldKind::kLast, 2, 1, SecTypes{});
+  EXPECT_FLOAT_EQ(r.Last, 12.37f);
 }
 
 }  // namespace

@@ -58,7 +58,7 @@ TEST(VersionValueOfTest, ReadsHexAfterPrefixElseDecimal) {
   const struct {
     const char* text;
     double value;
-  } cases[] = {{"  &hFf", 255}, {"&H1G", 1}, {" -12.9", -12}, {"+7", 7}, {"& H1", 0}, {"&", 0}};
+  } cases[] = {{"  &hFf", 255}, {"&H1G", 1}, {" -12.9", -12}, {"+79", 79}, {"& H1", 0}, {"&", 0}};
   for (const auto& c : cases)
     EXPECT_EQ(VersionValueOf(c.text), c.value) << c.text;
 }
