@@ -155,9 +155,10 @@ class FeedLink final : public RequestSink {
   struct CountNotice {
     uint64_t told = 0;   // the count at the last notice
     int64_t at_ms = -1;  // when that was, monotonic; -1 before the first
-    // How many came since the last notice when one is due at `now_ms`, else 0.
-    uint64_t Due(uint64_t count, int64_t now_ms);
   };
+  // Tells "VERB N WHAT (ALL in all)" of the `all` - notice.told new ones, unless none came or
+  // the last notice is less than a second old.
+  void TellCount(CountNotice& notice, uint64_t all, std::string_view verb, std::string_view what);
   uint64_t images_too_big_ = 0;
   CountNotice refused_notice_;
   CountNotice dropped_notice_;

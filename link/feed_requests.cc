@@ -50,12 +50,8 @@ void FeedLink::SendRequest(int16_t code, ByteView data) {
 }
 
 void FeedLink::ReportDroppedSends() {
-  const uint64_t all = TCP->DroppedSends();
-  if (const uint64_t n = dropped_notice_.Due(all, loop_->clock().MonotonicMs()); n > 0) {
-    console_->Notice("TCP: dropped " + std::to_string(n) +
-                     " requests the server didn't read in time (" + std::to_string(all) +
-                     " in all)");
-  }
+  TellCount(dropped_notice_, TCP->DroppedSends(), "TCP: dropped",
+            "requests the server didn't read in time");
 }
 
 }  // namespace quotlink

@@ -122,21 +122,19 @@ void FeedLink::DataArrival(FeedPath path) {
   TakeRead(buf, read, path == FeedPath::kUdp, host);
 }
 
-uint64_t FeedLink::CountNotice::Due(uint64_t count, int64_t now_ms) {
-  if (count == told || (at_ms >= 0 && now_ms - at_ms < 1000)) return 0;
-  const uint64_t fresh = count - told;
-  told = count;
-  at_ms = now_ms;
-  return fresh;
+void FeedLink::TellCount(CountNotice& notice, uint64_t all, std::string_view verb,
+                         std::string_view what) {
+  const int64_t now = loop_->clock().MonotonicMs();
+  if (all == notice.told || (notice.at_ms >= 0 && now - notice.at_ms < 1000)) return;
+  console_->Notice(std::string(verb) + " " + std::to_string(all - notice.told) + " " +
+                   std::string(what) + " (" + std::to_string(all) + " in all)");
+  notice.told = all;
+  notice.at_ms = now;
 }
 
 void FeedLink::ReportRefusedDatagrams() {
-  const uint64_t all = UDP->RefusedDatagrams();
-  if (const uint64_t n = refused_notice_.Due(all, loop_->clock().MonotonicMs()); n > 0) {
-    console_->Notice("UDP: refused " + std::to_string(n) +
-                     " datagrams from hosts other than the feed's (" + std::to_string(all) +
-                     " in all)");
-  }
+  TellCount(refused_notice_, UDP->RefusedDatagrams(), "UDP: refused",
+            "datagrams from hosts other than the feed's");
 }
 
 void FeedLink::TCP_DataArrival() {
