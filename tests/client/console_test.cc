@@ -42,6 +42,7 @@ TEST(WatchListTest, FindsExactlyAndKeepsFindingAsItGrows) {
     list.Add("S" + std::to_string(i));
   EXPECT_EQ(list.Find("ES"), 1);
   EXPECT_EQ(list.Find("es"), 0);  // case included
+  EXPECT_EQ(list.at(1) + list.at(5001), "ESS4999");
 }
 
 struct ConsoleFormTest : ::testing::Test {

@@ -45,6 +45,11 @@ TEST_F(ClientTest, CallsBeforeAStartFailAndReleaseEndsTheFeederWithoutFiles) {
   const Status st = obj.Iniciar(dir.path() + "no/such/parent");
   EXPECT_EQ(st.message().rfind("cannot create the folder", 0), 0u) << st.message();
   EXPECT_FALSE(q.frm.loaded());
+  // Until a quote comes, the object holds none.
+  for (float v : {obj.Last(), obj.LastS(), obj.Bid(), obj.Ask(), obj.AskS(), obj.BidS(),
+                  obj.Change(), obj.OpenV(), obj.High(), obj.Low(), obj.Previous(), obj.OInt(),
+                  obj.Vol(), obj.TimeV(), static_cast<float>(obj.Flag())})
+    EXPECT_EQ(v, 0.0f);
   int16_t ok = 7;
   EXPECT_FALSE(obj.GetComunicationOK(&ok).ok());
   EXPECT_FALSE(obj.ShowMe().ok());

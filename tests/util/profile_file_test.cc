@@ -18,6 +18,8 @@ TEST(ProfileFileTest, ReadsAndWritesTheValueOfAKeyInASection) {
   } reads[] = {
       {"[ database ]\ninformation =  x y ", "x y"},  // case, blanks, no last line end
       {"[OTHER]\nINFORMATION=o\n[DATABASE]\n;INFORMATION=c\n", "<none>"},
+      {"[OTHER]\nXDATABASE]\nINFORMATION=o\n", "<none>"},  // a section line starts with '['
+
       {"[DATABASE]\nX=1\n[DATABASE]\nINFORMATION=2\n", "<none>"},  // only the first block
   };
   for (const auto& r : reads) {
