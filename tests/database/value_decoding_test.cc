@@ -52,6 +52,7 @@ const DecodeCase kDecodeCases[] = {
     {"\x30\x35", {13}, 1, 1234.125f},
     {"\x04\xDA", {37}, 2, 124.5f},
     {"\x80\x05", {19}, 1, 3277.375f},  // unsigned: the top bit is a digit
+    {"\x30\x39", {24}, -1, 12345.0f},  // signed whole, just past them
     {"\x80", {30}, -1, 256.0f},
     {"\x00\x00"sv, {31}, -1, 0.0f},
     {"\x00\x01"sv, {31}, -1, 25570.0f},
