@@ -219,6 +219,8 @@ TEST_F(StreamTest, HostileFramesNeverReadOutOfRange) {
     DecodeRecordPacket(r.database, r.quotes, f, 2);
     DecodeRecordPacket(r.database, r.quotes, f, 4);
   }
+  for (const int32_t index : {-1, 0, r.quotes.Simbolos.size() + 1})
+    EXPECT_EQ(r.quotes.CleanSymbolOf(index), "") << index;  // no record there
 }
 
 // 2026-11-23 as a date, and a time of that day.
