@@ -32,15 +32,16 @@ export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 failed=()
 for t in "${targets[@]}"; do
-  runs="$dir/runs/$t" crashes="$dir/crashes/$t"
+  runs="$PWD/$dir/runs/$t" crashes="$PWD/$dir/crashes/$t"
   rm -rf "$runs"
   mkdir -p "$runs/corpus" "$runs/tmp" "$crashes"
   cp fuzz/corpus/"$t"/* "$runs/corpus/"
   echo "fuzz: $t for ${seconds}s (log: $runs/log)" >&2
   start=$SECONDS
-  # The target's scratch files (fuzz_files) go under the run's folder too.
-  if TMPDIR="$PWD/$runs/tmp" nice "$dir/fuzz/$t" -max_total_time="$seconds" \
-      -artifact_prefix="$crashes/" -print_final_stats=1 "$runs/corpus" >"$runs/log" 2>&1; then
+  # Run inside the run's folder: the feeder writes its transfer log to the current folder, and
+  # the target's scratch files (fuzz_files) go there too.
+  if (cd "$runs" && TMPDIR="$runs/tmp" nice "$OLDPWD/$dir/fuzz/$t" -max_total_time="$seconds" \
+      -artifact_prefix="$crashes/" -print_final_stats=1 corpus >log 2>&1); then
     echo "fuzz: $t passed in $((SECONDS - start))s: $(grep -m1 -o 'stat::number_of_executed_units: *[0-9]*' "$runs/log" | grep -o '[0-9]*$') inputs" >&2
   else
     echo "fuzz: $t FAILED after $((SECONDS - start))s; the input is in $crashes/, the log in $runs/log:" >&2
