@@ -39,7 +39,7 @@ done
 
 # Only the client's own files and the tools know the feeder's owner and its form.
 owners=$(grep -rlE '#include "client/quotlink(bas|frm)\.h"' . --include='*.h' --include='*.cc' |
-         grep -vE '^\./(client|tools|tests|bench)/' || true)
+         grep -vE '^\./(client|tools|tests|bench|fuzz)/' || true)
 if [ -n "$owners" ]; then
   echo "check_layers: these files include the feeder's owner or its form from below:" >&2
   echo "$owners" >&2

@@ -2,7 +2,8 @@
 # Installs the Debian packages that building and testing need, and only those that are missing.
 set -euo pipefail
 
-packages=(cmake ninja-build g++ libgtest-dev libgmock-dev libbenchmark-dev libfltk1.3-dev libpng-dev xvfb xdotool)
+packages=(cmake ninja-build g++ libgtest-dev libgmock-dev libbenchmark-dev libfltk1.3-dev libpng-dev xvfb xdotool
+          clang-14 libclang-rt-14-dev)
 
 missing=()
 for p in "${packages[@]}"; do

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
 #include <string>
 
 #include "tools/imagegen/image_writer.h"
@@ -149,33 +148,6 @@ TEST_F(FeedDatabaseTest, KeysArePacketOrderReversedAndTheFirstRecordWins) {
   };
   for (const auto& [wire, want] : cases)
     EXPECT_EQ(FindDatabaseIndex(db_, wire), want) << wire;
-}
-
-// Damaged images: the reader stays inside them, and a refused one leaves the old database alone.
-TEST(ImageFuzzTest, TruncatedAndFlippedImagesNeverBreakTheDatabase) {
-  const ByteString good = WriteImage(SampleLayout());
-  std::mt19937 rng(7);
-  int accepted = 0;
-  for (int i = 0; i < 3000; ++i) {
-    ByteString image = good;
-    for (unsigned flips = rng() % 5; flips > 0; --flips) {
-      // Half the flips land in the counts and the fixed parts, where they do the most harm.
-      const size_t at = rng() % 2 ? rng() % image.size() : 80 + rng() % 300;
-      image[at] = static_cast<char>(rng());
-    }
-    if (rng() % 2) image.resize(rng() % (image.size() + 1));
-
-    FeedDatabase db;
-    ASSERT_EQ(ParseFeedImage(good, kVersion, &db, nullptr).kind, ImageParseKind::kAccepted);
-    const std::string before = Describe(db);
-    const ImageParse result = ParseFeedImage(image, kVersion, &db, [](std::string_view) {});
-    if (result.kind != ImageParseKind::kAccepted) {
-      ASSERT_EQ(Describe(db), before) << "iteration " << i;
-      continue;
-    }
-    ++accepted;
-  }
-  EXPECT_GT(accepted, 0);  // the loop reached the accepting path too
 }
 
 }  // namespace
