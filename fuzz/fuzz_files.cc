@@ -103,10 +103,11 @@ void ProfileSetAndGet(std::string_view section, std::string_view key, std::strin
     return s.find_first_of("\r\n") != std::string_view::npos;
   };
   // Blanks round a name are not part of it, so a name of blanks alone is empty.
-  const bool allowed = !TrimBlanks(section).empty() && !TrimBlanks(key).empty() &&
-                       !has_line_end(section) && !has_line_end(key) && !has_line_end(value) &&
-                       section.find(']') == std::string_view::npos &&
-                       key.find('=') == std::string_view::npos;
+  const bool allowed =
+      !TrimBlanks(section).empty() && !TrimBlanks(key).empty() && TrimBlanks(section) == section &&
+      TrimBlanks(key) == key && key.front() != ';' && key.front() != '[' &&
+      !has_line_end(section) && !has_line_end(key) && !has_line_end(value) &&
+      section.find(']') == std::string_view::npos && key.find('=') == std::string_view::npos;
   const Status written = WriteProfileString(path, section, key, value);
   if (!allowed) {
     if (written.ok()) Fail("profile: a set against the writer's terms was written");
@@ -114,11 +115,6 @@ void ProfileSetAndGet(std::string_view section, std::string_view key, std::strin
     return;
   }
   if (!written.ok()) Fail("profile: writing failed");
-  // Not read back yet, so left out here: a name with blanks round it (the reader compares the
-  // name asked for untrimmed), and a key that makes its line a comment or a section header.
-  if (TrimBlanks(section) != section || TrimBlanks(key) != key || key.front() == ';' ||
-      key.front() == '[')
-    return;
   // A default that no value read back can equal: it is longer than the buffer allows.
   const std::string none(value.size() + 3, '\x01');
   const std::string got = ReadProfileString(path, section, key, none, value.size() + 2);

@@ -155,7 +155,10 @@ std::string ReadProfileString(const std::string& path, std::string_view section,
 
 Status WriteProfileString(const std::string& path, std::string_view section, std::string_view key,
                           std::string_view value) {
-  if (Trim(section).empty() || Trim(key).empty() || HasLineEnd(section) || HasLineEnd(key) ||
+  // A name the reader could never find again would only add a line at every set: blanks round
+  // it (they are not part of a name), or a key that makes its line a comment or a section.
+  if (Trim(section).empty() || Trim(key).empty() || Trim(section) != section || Trim(key) != key ||
+      key.front() == ';' || key.front() == '[' || HasLineEnd(section) || HasLineEnd(key) ||
       HasLineEnd(value) || section.find(']') != std::string_view::npos ||
       key.find('=') != std::string_view::npos) {
     return Status::Error("profile: unusable section, key or value for " + path);

@@ -28,8 +28,9 @@ std::string ReadProfileString(const std::string& path, std::string_view section,
 // the file stays as it was, byte for byte; a key that is already there keeps its line and the
 // spelling of its name. New lines take the file's line end (CR LF in a new file). The file is
 // replaced whole or not at all (util/atomic_file.h).
-// REQUIRES (else an error and no write): `section` and `key` not empty, no line end in any of
-// the three texts, no ']' in `section`, no '=' in `key`.
+// REQUIRES (else an error and no write): `section` and `key` not empty and without blanks round
+// them, `key` not starting with ';' or '[', no line end in any of the three texts, no ']' in
+// `section`, no '=' in `key`.
 Status WriteProfileString(const std::string& path, std::string_view section, std::string_view key,
                           std::string_view value);
 

@@ -45,12 +45,17 @@ TEST(ProfileFileTest, ReadsAndWritesTheValueOfAKeyInASection) {
     ASSERT_TRUE(WriteProfileString(path, "DATABASE", "INFORMATION", "new").ok());
     EXPECT_EQ(TempDir::Get(path), w.after) << w.before;
   }
-  // Texts that would break the file are refused, and the file stays as it was.
+  // Texts that would break the file, or names it could never find again, are refused, and the
+  // file stays as it was.
   const char* const refused[][3] = {{"DATABASE", "K", "a\r\nB=2"},
                                     {"DATABASE", "K=", "v"},
                                     {"S]", "K", "v"},
                                     {"", "K", "v"},
-                                    {"S", " ", "v"}};
+                                    {"S", " ", "v"},
+                                    {" S", "K", "v"},
+                                    {"S", "K ", "v"},
+                                    {"S", ";K", "v"},
+                                    {"S", "[K", "]"}};
   for (const auto& r : refused)
     EXPECT_FALSE(WriteProfileString(path, r[0], r[1], r[2]).ok()) << r[0] << r[1] << r[2];
   EXPECT_EQ(TempDir::Get(path), writes[4].after);
