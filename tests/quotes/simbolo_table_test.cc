@@ -124,6 +124,7 @@ TEST(MergeSimboloTest, FollowsNewDayAndRangeRules) {
       {"first price", {5, 0, 0, 0, 0, 0}, {5, 8, 0, 0, 0, 0}, {5, 8, 0, 0, 8, 8}},
       {"last 0, range below 0", {5, 0, 0, 0, 0, 0}, {5, 0, 0, 0, -2, -3}, {5, 0, 0, 0, -2, -3}},
       {"own high and low", {5, 0, 0, 0, 0, 0}, {5, 12, 0, 0, 10, 13}, {5, 12, 0, 0, 12, 12}},
+      {"inside the range", {5, 0, 0, 0, 0, 0}, {5, .5, 0, 0, 1, .25}, {5, .5, 0, 0, 1, .25}},
   };
   for (const auto& c : cases) {
     SimboloRec stored = Rec("KKKK", 1), incoming = Rec("KKKK", 1);
