@@ -285,8 +285,10 @@ for entry in "${phases[@]}"; do
     baseline_rss=$phase_peak_rss
     baseline_fds=$phase_peak_fds
   fi
-  table+=("$(printf '%-16s %8d %10d %5d  %-7s %s' "$phase" \
-    $(($(quotes_total) - phase_start_quotes)) "$phase_peak_rss" "$phase_peak_fds" "$during" "$after")")
+  phase_quotes=$(($(quotes_total) - phase_start_quotes))
+  row=$(printf '%-16s %8d %10d %5d  %-7s %s' "$phase" "$phase_quotes" "$phase_peak_rss" \
+    "$phase_peak_fds" "$during" "$after")
+  table+=("$row")
 done
 phase=end
 
