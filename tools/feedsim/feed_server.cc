@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "platform/posix_socket.h"
+#include "tools/feedsim/hostile.h"
 #include "tools/feedsim/sim_format.h"
 #include "tools/feedsim/wire_frames.h"
 #include "tools/imagegen/frame_writer.h"
@@ -26,6 +27,16 @@ constexpr size_t kTcpHighWater = 1 << 20;
 // One stall frame in this many streamed packets.
 constexpr uint64_t kStallEvery = 1000;
 constexpr size_t kOverflowBurstSize = kFeederBufferLimit + 10000;
+// --hostile: one huge length header in this many streamed frames; the bytes without a marker
+// per stream turn on TCP, and per datagram; how often an endless image and a trickle go on.
+constexpr int64_t kHugeLengthEvery = 20;
+constexpr size_t kNoMarkerChunk = 8192;
+constexpr size_t kNoMarkerDatagram = 1400;
+constexpr int kEndlessImageTickMs = 5;
+constexpr int kTrickleTickMs = 1;
+// From half an image to the reset: long enough for the half to leave the send queue, since a
+// reset throws away what the kernel still holds.
+constexpr int kResetDelayMs = 200;
 
 std::string AddressText(const sockaddr_in& a) {
   char host[INET_ADDRSTRLEN] = {};
@@ -152,6 +163,7 @@ void FeedServer::OnAccept() {
   udp_dest_ = peer;
   udp_dest_.sin_port = htons(static_cast<uint16_t>(options_.udp_port));
   requests_ = RequestReader();
+  reading_ = true;
   ++stats_.connections;
   client_reg_ = loop_->AddFd(fd, true, false, [this](int ready) { OnClientReady(ready); });
   Log("client " + client_name_ + " connected");
@@ -176,6 +188,9 @@ void FeedServer::StartConnectionTimers() {
       Log("overflow burst of " + std::to_string(kOverflowBurstSize) + " bytes sent");
     });
   }
+  if (options_.hostile == HostileMode::kTrickle) {
+    trickle_timer_ = loop_->AddTimer(kTrickleTickMs, [this] { FlushTcp(); });
+  }
   if (!replay_.empty()) {
     replay_pos_ = 0;
     replay_start_ms_ = loop_->clock().MonotonicMs();
@@ -184,7 +199,8 @@ void FeedServer::StartConnectionTimers() {
 }
 
 void FeedServer::StopConnectionTimers() {
-  for (int* t : {&image_timer_, &replay_timer_, &drop_timer_, &burst_timer_}) {
+  for (int* t : {&image_timer_, &replay_timer_, &drop_timer_, &burst_timer_, &trickle_timer_,
+                 &hostile_timer_}) {
     if (*t != 0) loop_->RemoveTimer(*t);
     *t = 0;
   }
@@ -212,9 +228,9 @@ void FeedServer::OnClientReady(int ready) {
     if (n > 0) {
       requests_.Append(ByteView(buf, static_cast<size_t>(n)));
       Request r;
-      while (client_fd_ >= 0 && requests_.Next(&r))
+      while (client_fd_ >= 0 && reading_ && requests_.Next(&r))
         OnRequest(r);
-      if (client_fd_ < 0) return;
+      if (client_fd_ < 0 || !reading_) return;
       continue;
     }
     if (n == 0) {
@@ -235,6 +251,7 @@ void FeedServer::OnRequest(const Request& r) {
     return;
   }
   ++stats_.images;
+  if (HostileImage(a)) return;
   Log("image asked for: " + std::to_string(a.frames.size()) + " frames" +
       (options_.responder.image_stop_after > 0 ? " (the transfer breaks off)" : ""));
   // A new request replaces a transfer still under way, as the feeder starts over at a type 6.
@@ -259,17 +276,71 @@ void FeedServer::ImageTick() {
   }
 }
 
+bool FeedServer::HostileImage(const Answer& a) {
+  switch (options_.hostile) {
+    case HostileMode::kEndlessImage:
+      Log("image asked for: its first piece goes, then pieces without end (--hostile)");
+      image_queue_.clear();
+      SendTcp(a.frames.front());
+      if (hostile_timer_ == 0)
+        hostile_timer_ = loop_->AddTimer(kEndlessImageTickMs, [this] { EndlessImageTick(); });
+      return true;
+    case HostileMode::kResetMidImage: {
+      const size_t half = (a.frames.size() + 1) / 2;
+      Log("image asked for: " + std::to_string(half) + " of its " +
+          std::to_string(a.frames.size()) + " frames go, then a reset (--hostile)");
+      image_queue_.clear();
+      for (size_t i = 0; i < half; ++i)
+        SendTcp(a.frames[i]);
+      if (hostile_timer_ == 0) {
+        hostile_timer_ = loop_->AddTimer(
+            kResetDelayMs, [this] { ResetClient("reset in the middle of the image (--hostile)"); });
+      }
+      return true;
+    }
+    case HostileMode::kNeverRead:
+      // The image is answered, so the session comes up; what the feeder asks from now on
+      // stays in its own queue.
+      reading_ = false;
+      loop_->SetFdInterest(client_reg_, false, TcpBacklog() > 0);
+      Log("image asked for: it goes, and the client is read no more (--hostile)");
+      return false;
+    default:
+      return false;
+  }
+}
+
+void FeedServer::EndlessImageTick() {
+  // As fast as the client reads, but never more than the high water waiting.
+  for (int i = 0; i < 16 && client_fd_ >= 0 && TcpBacklog() <= kTcpHighWater; ++i)
+    SendTcp(EndlessImagePiece());
+}
+
+void FeedServer::ResetClient(const std::string& why) {
+  if (client_fd_ < 0) return;
+  // A zero linger turns the close into a reset.
+  const linger abort{1, 0};
+  setsockopt(client_fd_, SOL_SOCKET, SO_LINGER, &abort, sizeof abort);
+  CloseClient(why);
+}
+
 void FeedServer::SendTcp(ByteView bytes) {
   if (client_fd_ < 0) return;
   capture_.Write(NowUs(), SendPath::kTcp, bytes);
   out_.append(bytes);
-  FlushTcp();
+  // A trickle goes out only on its timer.
+  if (options_.hostile != HostileMode::kTrickle) FlushTcp();
 }
 
 void FeedServer::FlushTcp() {
+  const bool trickle = options_.hostile == HostileMode::kTrickle;
   while (client_fd_ >= 0 && out_start_ < out_.size()) {
-    const ssize_t n =
-        send(client_fd_, out_.data() + out_start_, out_.size() - out_start_, MSG_NOSIGNAL);
+    const size_t most = trickle ? 1 : out_.size() - out_start_;
+    const ssize_t n = send(client_fd_, out_.data() + out_start_, most, MSG_NOSIGNAL);
+    if (trickle && n > 0) {
+      out_start_ += static_cast<size_t>(n);
+      break;
+    }
     if (n > 0) {
       out_start_ += static_cast<size_t>(n);
       continue;
@@ -287,7 +358,7 @@ void FeedServer::FlushTcp() {
     out_.erase(0, out_start_);
     out_start_ = 0;
   }
-  loop_->SetFdInterest(client_reg_, true, out_start_ < out_.size());
+  loop_->SetFdInterest(client_reg_, reading_, !trickle && out_start_ < out_.size());
 }
 
 void FeedServer::SendUdp(ByteView bytes) {
@@ -310,6 +381,11 @@ void FeedServer::SendStreamFrame(SendPath path, ByteView frame) {
       if (static_cast<uint8_t>(c) == kFrameMarker) c = 0x21;
       bytes.push_back(c);
     }
+  }
+  if (options_.hostile == HostileMode::kHugeLengths && fault_rng_.OneIn(kHugeLengthEvery)) {
+    // On TCP the next 64 KiB of the stream are taken for its body; on UDP the datagram ends
+    // long before the body it claims.
+    bytes.append(HugeLengthHeader());
   }
   bytes.append(frame);
   if (path == SendPath::kTcp) {
@@ -334,6 +410,11 @@ void FeedServer::StreamTick() {
   const double elapsed = static_cast<double>(now - last_tick_ms_) / 1000.0;
   last_tick_ms_ = now;
   if (client_fd_ < 0) return;
+  if (options_.hostile == HostileMode::kNoMarker) {
+    if (TcpBacklog() <= kTcpHighWater) SendTcp(NoMarkerBytes(&fault_rng_, kNoMarkerChunk));
+    SendUdp(NoMarkerBytes(&fault_rng_, kNoMarkerDatagram));
+    return;
+  }
   bool sent = false;
   int64_t budget;
   if (options_.rate > 0) {

@@ -82,6 +82,11 @@ class FeedServer {
   void StreamTick();
   void ImageTick();
   void ReplayTick();
+  // The hostile modes' own steps (hostile.h): an image that never ends or is cut by a reset,
+  // and the end of reading.
+  bool HostileImage(const Answer& a);
+  void EndlessImageTick();
+  void ResetClient(const std::string& why);
   int64_t NowUs() const;
 
   EventLoop* const loop_;
@@ -115,7 +120,10 @@ class FeedServer {
   int replay_timer_ = 0;
   int drop_timer_ = 0;
   int burst_timer_ = 0;
-  double credit_ = 0;  // quotes the rate allows and not yet sent
+  int trickle_timer_ = 0;
+  int hostile_timer_ = 0;
+  bool reading_ = true;  // false once --hostile never-read has stopped reading the client
+  double credit_ = 0;    // quotes the rate allows and not yet sent
   int64_t last_tick_ms_ = 0;
   bool next_on_udp_ = true;
   bool count_reached_ = false;

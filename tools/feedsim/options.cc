@@ -108,6 +108,17 @@ Faults:
   --overflow-burst        5 s after connecting, over 180000 bytes without a frame marker on TCP
   --drop-after S          close the client's connection S seconds after it came
 
+Hostile (one at a time, to see the feeder keep within its bounds):
+  --hostile MODE          huge-lengths: now and then a frame header claiming a 65535-byte body
+                            and no body behind it, on both paths
+                          no-marker: instead of quotes, endless bytes without a frame marker on
+                            TCP and UDP
+                          trickle: everything on TCP goes out one byte at a time
+                          endless-image: an image's first piece, then pieces without end
+                          reset-mid-image: half of the image, then the connection reset
+                          never-read: once the image is asked for, nothing more is read from
+                            the client, so its requests pile up
+
 Replay and capture:
   --replay FILE           instead of streaming, send FILE to each client: a capture of --record
                           at its own pace, or a feeder's temp.txt (its frames, on TCP)
@@ -251,6 +262,10 @@ ParseResult ParseOptions(const std::vector<std::string>& args, SimOptions* out,
     } else if (name == "--drop-after") {
       if (!need()) return ParseResult::kError;
       if (!ParseSeconds(value, &o.drop_after)) return bad("expected seconds, 0 or more");
+    } else if (name == "--hostile") {
+      if (!need()) return ParseResult::kError;
+      if (!ParseHostileMode(value, &o.hostile))
+        return bad(std::string("expected ") + HostileModeNames());
     } else if (name == "--replay") {
       if (!need()) return ParseResult::kError;
       if (value.empty()) return bad("expected a file name");

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/feedsim/hostile.h"
 #include "tools/feedsim/responder.h"
 #include "tools/feedsim/universe.h"
 
@@ -34,6 +35,7 @@ struct SimOptions {
   bool overflow_burst = false;
   int overflow_burst_delay_ms = 5000;  // from the connection to the burst
   double drop_after = 0;               // seconds; 0: never
+  HostileMode hostile = HostileMode::kNone;
   // Replay and capture.
   std::string replay_file;
   bool fast = false;
