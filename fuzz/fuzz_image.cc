@@ -11,35 +11,11 @@
 #include <string>
 
 #include "database/feed_database.h"
+#include "database/feed_database_text.h"
 #include "fuzz/fuzz_support.h"
 
 namespace quotlink::fuzz {
 namespace {
-
-// Everything a parse may set, as text.
-std::string Describe(const FeedDatabase& db) {
-  using std::to_string;
-  std::string out(db.Header().Version, 4);
-  for (int32_t i = 1; i <= db.FieldNameCount(); ++i)
-    out += "|" + std::string(db.FieldName(i));
-  for (int32_t i = 1; i <= db.SecTypeCount(); ++i)
-    out += "|" + to_string(db.SecTypeId(i)) + "=" + std::string(db.SecTypeName(i));
-  const SecTypes& t = db.SecTypeNumbers();
-  out += "|" + to_string(t.FuturesSecType) + "," + to_string(t.FutureOptionsSecType) + "," +
-         to_string(t.SpotsSecType);
-  for (int32_t i = 1; i <= db.DatabaseCount(); ++i) {
-    const DatabaseRec& r = *db.Database(i);
-    out += "|" + std::string(r.Key1, 4) + std::string(r.Key2, 4) + " " + to_string(r.LengthA) +
-           "," + to_string(r.LengthB) + " " + to_string(r.SecType) + " " + to_string(r.CountA) +
-           " " + to_string(r.CountB);
-    for (int32_t j = 1; j <= 256; ++j) {
-      const FieldSlot& s = r.Slot(j);
-      out += " " + to_string(s.Format) + "/" + to_string(s.Length) + "/" + to_string(s.NameIndex) +
-             "/" + to_string(static_cast<int>(s.kind)) + (s.process_code ? "p" : "");
-    }
-  }
-  return out;
-}
 
 // Indices round the ends of a list of `count`, and the extremes.
 template <typename Visit>
@@ -90,7 +66,7 @@ void Run(const uint8_t* data, size_t size) {
   FeedDatabase db;
   if (ParseFeedImage(GoodImage(), kImageVersion, &db, nullptr).kind != ImageParseKind::kAccepted)
     Fail("the simulator's image was refused");
-  const std::string before = Describe(db);
+  const std::string before = DescribeFeedDatabase(db);
   const ImageParse r = ParseFeedImage(image, kImageVersion, &db, [](std::string_view caption) {
     if (caption.empty()) Fail("an empty progress caption");
   });
@@ -99,7 +75,7 @@ void Run(const uint8_t* data, size_t size) {
     Fail("an image of another version was not refused as such");
   if (r.kind != ImageParseKind::kAccepted) {
     if (r.reason.empty()) Fail("a refusal without a reason");
-    if (Describe(db) != before) Fail("a refused image changed the database");
+    if (DescribeFeedDatabase(db) != before) Fail("a refused image changed the database");
     return;
   }
   Probe(db);

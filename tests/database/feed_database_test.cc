@@ -1,4 +1,5 @@
 #include "database/feed_database.h"
+#include "database/feed_database_text.h"
 
 #include <gtest/gtest.h>
 
@@ -24,31 +25,6 @@ ImageLayout SampleLayout() {
   layout.databases[0].slots.resize(260, {3, 2, 1});
   layout.databases[1].slots = {{48, 1, 2}, {0, 12, 0}, {13, 3, 1}};
   return layout;
-}
-
-// Everything a parse may set, as text.
-std::string Describe(const FeedDatabase& db) {
-  using std::to_string;
-  std::string out(db.Header().Version, 4);
-  for (int32_t i = 1; i <= db.FieldNameCount(); ++i)
-    out += "|" + std::string(db.FieldName(i));
-  for (int32_t i = 1; i <= db.SecTypeCount(); ++i)
-    out += "|" + to_string(db.SecTypeId(i)) + "=" + std::string(db.SecTypeName(i));
-  const SecTypes& t = db.SecTypeNumbers();
-  out += "|" + to_string(t.FuturesSecType) + "," + to_string(t.FutureOptionsSecType) + "," +
-         to_string(t.SpotsSecType);
-  for (int32_t i = 1; i <= db.DatabaseCount(); ++i) {
-    const DatabaseRec& r = *db.Database(i);
-    out += "|" + std::string(r.Key1, 4) + std::string(r.Key2, 4) + " " + to_string(r.LengthA) +
-           "," + to_string(r.LengthB) + " " + to_string(r.SecType) + " " + to_string(r.CountA) +
-           " " + to_string(r.CountB);
-    for (int32_t j = 1; j <= r.CountB && j <= 256; ++j) {
-      const FieldSlot& s = r.Slot(j);
-      out += " " + to_string(s.Format) + "/" + to_string(s.Length) + "/" + to_string(s.NameIndex) +
-             "/" + to_string(static_cast<int>(s.kind)) + (s.process_code ? "p" : "");
-    }
-  }
-  return out;
 }
 
 // A 16-bit number as the image holds it.
@@ -88,7 +64,7 @@ TEST_F(FeedDatabaseTest, ReadsEachPartAtItsOffset) {
 
   ASSERT_EQ(Parse(raw), ImageParseKind::kAccepted);
   // Name index 9 lies beyond the names: no name, no kind.
-  EXPECT_EQ(Describe(db_).substr(4),
+  EXPECT_EQ(DescribeFeedDatabase(db_).substr(4),
             "|LAST|X PROCESS CODE Y|||7=SPOTS|0,0,7"
             "|ABCDEFGH 30,-31 65534 -3 3 5/4/0/2 44/2/1/0p 2/3/9/0"
             "|IJKLMNOP 29298,29298 29298 0 0");
@@ -99,7 +75,7 @@ TEST_F(FeedDatabaseTest, SecurityTypeNumbersCarryOverWhereTheNameIsMissing) {
   ParseSample();
   ASSERT_EQ(Parse(WriteImage({.sec_types = {{3, "SPOTS"}, {4, "SPOTS"}, {8, "futures"}}})),
             ImageParseKind::kAccepted);
-  EXPECT_EQ(Describe(db_).substr(4), "|3=SPOTS|4=SPOTS|8=futures|5,6,4");
+  EXPECT_EQ(DescribeFeedDatabase(db_).substr(4), "|3=SPOTS|4=SPOTS|8=futures|5,6,4");
 }
 
 // Indexes outside the lists read as empty rather than out of range.
@@ -123,7 +99,7 @@ TEST_F(FeedDatabaseTest, RefusedImagesLeaveTheOldContents) {
   // The count of databases: were -2 let through, the image would pass with no databases at all.
   const size_t d_at = 80 + 2 + 3 * 40 + 2 + 2 * 42;
   ParseSample();
-  const std::string before = Describe(db_);
+  const std::string before = DescribeFeedDatabase(db_);
   EXPECT_EQ(Parse("\x01\x00\x03\x09"s + good.substr(4)), ImageParseKind::kWrongVersion);
   EXPECT_EQ(ParseFeedImage(good, kVersion.substr(0, 3), &db_, nullptr).kind,
             ImageParseKind::kWrongVersion);
@@ -133,7 +109,7 @@ TEST_F(FeedDatabaseTest, RefusedImagesLeaveTheOldContents) {
     EXPECT_EQ(result.kind, ImageParseKind::kMalformed) << size;
     EXPECT_FALSE(result.reason.empty()) << size;
   }
-  EXPECT_EQ(Describe(db_), before);
+  EXPECT_EQ(DescribeFeedDatabase(db_), before);
 }
 
 // Each key is found by its first record, whether it sits there as Key1 or Key2.
