@@ -25,10 +25,12 @@ TEST(EndToEndTest, UnknownSymbolGoesFromRequestToRecordToLiveQuotesOnBothPaths) 
   // Both paths must have brought frames: on a loaded machine the first datagrams after the
   // image may still be joining what the pending image cut off, so wait for the count too.
   const std::regex both_paths("Packets TCP/UDP = [1-9][0-9]* , [1-9]");
-  ASSERT_TRUE(s.Until(25, [&](const std::string& o) {
-    return o.find("{\"Simbolo\":\"ES\"") != std::string::npos && Count(o, kLiveQuote) >= 20 &&
-           std::regex_search(s.Log(), both_paths);
-  })) << s.out() << s.Log();
+  ASSERT_TRUE(s.Until(25,
+                      [&](const std::string& o) {
+                        return o.find("{\"Simbolo\":\"ES\"") != std::string::npos &&
+                               Count(o, kLiveQuote) >= 20 && std::regex_search(s.Log(), both_paths);
+                      }))
+      << s.out() << s.Log();
   // A command it doesn't know is told on standard error; the table answers `get` at once.
   s.feeder().Send("nonsense\nget ES\n");
   EXPECT_TRUE(s.UntilLine(10, "{\"Simbolo\":\"ES          \",")) << s.out();
