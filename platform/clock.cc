@@ -7,11 +7,15 @@ namespace quotlink {
 double SystemClock::Now() const {
   timespec ts{};
   clock_gettime(CLOCK_REALTIME, &ts);
-  std::tm local{};
-  localtime_r(&ts.tv_sec, &local);
+  if (ts.tv_sec != offset_second_) {
+    std::tm local{};
+    localtime_r(&ts.tv_sec, &local);
+    offset_ = local.tm_gmtoff;
+    offset_second_ = ts.tv_sec;
+  }
   // Local seconds since 1970, then days; the date counts local days, as the feed's users read it.
   const double local_seconds =
-      static_cast<double>(ts.tv_sec + local.tm_gmtoff) + static_cast<double>(ts.tv_nsec) / 1e9;
+      static_cast<double>(ts.tv_sec + offset_) + static_cast<double>(ts.tv_nsec) / 1e9;
   return kUnixEpochAsDate + local_seconds / 86400.0;
 }
 

@@ -46,13 +46,20 @@ class Clock {
   virtual void EndIdle(int ms, bool woken) = 0;
 };
 
-// The machine's clocks.
+// The machine's clocks. Each quote is stamped with Now(), so the local time's offset from UTC
+// is looked up once per wall-clock second, not per call: it only ever changes on a whole second
+// (a change of summer time), so every date still has the wall clock's own minute and second.
+// Like everything of a feeder, one object serves one thread.
 class SystemClock : public Clock {
  public:
   double Now() const override;
   int64_t MonotonicMs() const override;
   int BeginIdle(int ms) override { return ms; }
   void EndIdle(int, bool) override {}
+
+ private:
+  mutable int64_t offset_second_ = INT64_MIN;  // the UTC second that offset_ was looked up for
+  mutable int64_t offset_ = 0;                 // local time minus UTC, in seconds
 };
 
 // A clock that moves only when told to, or when the loop idles. With real_slice_ms 0 an idle

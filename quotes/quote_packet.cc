@@ -49,7 +49,6 @@ void QuoteStream::DecodeQuotePacket(ByteView frame) {
     const int32_t code = static_cast<int32_t>(BigEndian16(w, L));
     const uint8_t c = ByteAt(w, L + 2);
     int32_t index = FindSimbolo(key, code, symbol);
-    const int32_t watched = console_->DTNSYMBOLS.Find(CleanSymbol(symbol));
     // Looked up afresh for every quote: a subscriber of the last publication may have pumped
     // the loop and so let a new image replace the layouts.
     const DatabaseRec* rec = database_->Database(db);
@@ -63,7 +62,9 @@ void QuoteStream::DecodeQuotePacket(ByteView frame) {
         ReadFullRecord(w, db, &index, start, count, key, code);
         continue;
       }
-      if (watched >= 1) AskAbout(key, code);
+      // Only an instrument without a record needs the watch list: a lookup per quote would
+      // cost more than the rest of the quote on a long list.
+      if (console_->DTNSYMBOLS.Find(CleanSymbol(symbol)) >= 1) AskAbout(key, code);
     }
 
     size_t pos;  // from 1, in w

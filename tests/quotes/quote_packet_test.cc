@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstdio>
 #include <cstring>
+#include <limits>
 #include <random>
 #include <sstream>
 #include <tuple>
@@ -266,6 +268,60 @@ TEST_F(StreamTest, TheClocksSecondsAreLeftOutNotRounded) {
     const std::string& text = r.console.Data.Text();
     EXPECT_EQ(text.substr(text.rfind(' ')), c.bell_seconds) << text;
     EXPECT_EQ(rec.LastUpdate, kDay) << "the record's day stays its own";
+  }
+}
+
+// The bell rings once for two quotes exactly when their texts are equal, so a number must print
+// as printf's "%.7G" prints it (with the leading 0 dropped), for every float a price can hold.
+TEST(PlainNumberTest, PrintsAsPrintfDoesForEveryKindOfFloat) {
+  auto printf_text = [](double v) {
+    char buf[64];
+    const int n = std::snprintf(buf, sizeof buf, "%.7G", v);
+    std::string t(buf, static_cast<size_t>(n));
+    std::string out = t[0] == '-' ? "" : " ";
+    if (t.rfind("-0.", 0) == 0) return out + "-" + t.substr(2);
+    if (t.rfind("0.", 0) == 0) return out + t.substr(1);
+    return out + t;
+  };
+  std::vector<float> values = {0.0f,
+                               -0.0f,
+                               1.0f,
+                               -1.0f,
+                               0.5f,
+                               1e-5f,
+                               -1e-5f,
+                               1e-4f,
+                               9.999999e-5f,
+                               1e7f,
+                               9999999.0f,
+                               10000000.0f,
+                               12345678.0f,
+                               1e8f,
+                               -3.4e38f,
+                               std::numeric_limits<float>::max(),
+                               std::numeric_limits<float>::lowest(),
+                               std::numeric_limits<float>::min(),
+                               std::numeric_limits<float>::denorm_min(),
+                               std::numeric_limits<float>::infinity(),
+                               -std::numeric_limits<float>::infinity(),
+                               std::numeric_limits<float>::quiet_NaN(),
+                               4512.25f,
+                               0.1234567f,
+                               99999.995f,
+                               0.00012345675f};
+  std::mt19937 rng(7);
+  for (int k = 0; k < 200000; ++k) {
+    const uint32_t bits = rng();
+    float f;
+    std::memcpy(&f, &bits, sizeof f);
+    values.push_back(f);
+    values.push_back(static_cast<float>(rng() % 10000000) / 100.0f);  // prices in cents
+  }
+  std::string ours;
+  for (const float f : values) {
+    ours.clear();
+    AppendPlainNumber(&ours, f, 7);
+    ASSERT_EQ(ours, printf_text(f)) << f;
   }
 }
 
