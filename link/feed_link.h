@@ -134,6 +134,8 @@ class FeedLink final : public RequestSink {
   // lines).
   void ReportRefusedDatagrams();
   void ReportDroppedSends();
+  // Tells the console, at each bind, when the kernel gave UDP less buffer than was asked for.
+  void ReportShortReceiveBuffer();
   void ProcessPacket(FeedPath path, ByteView frame);
   void EndOfImage(FeedPath path, ImageTransfer& t, ByteView frame);
   // Drops the image of `t` past kMaxImageBytes: its pieces from here on are dropped, and its

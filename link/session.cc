@@ -61,6 +61,7 @@ void FeedLink::StartSession() {
   (void)TCP->Close();
   TcpConnected = 0;
   (void)UDP->Bind();
+  ReportShortReceiveBuffer();
 
   // UDP is live from here: frames flow through the intake during the waits.
   WaitPumping(*loop_, kBindWaitSeconds, superseded);
@@ -89,6 +90,18 @@ void FeedLink::StartSession() {
   console_->Info1.SetCaption("Reading databases information.");
   MarkImagePending();
   SendRequest(kRequestDatabaseImage, NumberToBytes(VersionValue));
+}
+
+// Datagrams that come while the feeder is busy wait in the kernel's receive buffer; when the
+// kernel gives less than was asked for, a burst is lost sooner, and only the operator can raise
+// the cap.
+void FeedLink::ReportShortReceiveBuffer() {
+  const size_t given = UDP->ReceiveBuffer();
+  if (given == 0 || given >= Socket::kWantedReceiveBuffer) return;
+  console_->Notice("UDP: the kernel gives the receive buffer " + std::to_string(given / 1024) +
+                   " KiB of the " + std::to_string(Socket::kWantedReceiveBuffer / 1024) +
+                   " KiB asked for; a longer burst of datagrams is lost (sysctl "
+                   "net.core.rmem_max raises the cap)");
 }
 
 void FeedLink::RestartFeed() {

@@ -37,6 +37,13 @@ class Clock {
   // Monotonic milliseconds; only differences mean anything. Used for every wait and timer.
   virtual int64_t MonotonicMs() const = 0;
 
+  // How often the message pump inside a cutting pass really looks at the descriptors: at most
+  // once in this many microseconds of MonotonicUs(), 0 for every pump. A pump that finds
+  // nothing ready costs a system call, and a busy UDP stream pumps once per frame: events that
+  // come in between are served by the next pump that looks, as if they had come a little later.
+  virtual int64_t PumpSliceUs() const { return 0; }
+  virtual int64_t MonotonicUs() const { return MonotonicMs() * 1000; }
+
   // The event loop has nothing to do for up to `ms` milliseconds. Returns how long it may really
   // block in poll(): the system clock blocks the whole time, a fake clock less or not at all.
   virtual int BeginIdle(int ms) = 0;
@@ -52,8 +59,14 @@ class Clock {
 // Like everything of a feeder, one object serves one thread.
 class SystemClock : public Clock {
  public:
+  // Fine enough that a timer or a TCP read waits no longer than a datagram's decoding, coarse
+  // enough that a stream of small frames pays for one poll in several dozen.
+  static constexpr int64_t kPumpSliceUs = 50;
+
   double Now() const override;
   int64_t MonotonicMs() const override;
+  int64_t MonotonicUs() const override;
+  int64_t PumpSliceUs() const override { return kPumpSliceUs; }
   int BeginIdle(int ms) override { return ms; }
   void EndIdle(int, bool) override {}
 

@@ -72,6 +72,12 @@ void PollLoop::RunDueTimers() {
   }
 }
 
+void PollLoop::PumpOnce() {
+  const int64_t slice = clock_->PumpSliceUs();
+  if (slice > 0 && clock_->MonotonicUs() - last_poll_us_ < slice) return;
+  Pass(0);
+}
+
 void PollLoop::Pass(int max_wait_ms) {
   ++depth_;
   if (scratch_.size() < static_cast<size_t>(depth_)) scratch_.emplace_back();
@@ -103,6 +109,7 @@ void PollLoop::Pass(int max_wait_ms) {
     n = poll(s.pfds.data(), s.pfds.size(), real_wait);
   } while (n < 0 && errno == EINTR);
   if (wait > 0) clock_->EndIdle(wait, n > 0);
+  if (clock_->PumpSliceUs() > 0) last_poll_us_ = clock_->MonotonicUs();
 
   for (size_t i = 0; n > 0 && i < s.pfds.size(); ++i) {
     const short re = s.pfds[i].revents;

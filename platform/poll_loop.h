@@ -29,7 +29,8 @@ class PollLoop : public EventLoop {
   void SetFdWaitOnly(int id, bool wait_only);
   int AddTimer(int interval_ms, TimerHandler handler) override;
   void RemoveTimer(int id) override;
-  void PumpOnce() override { Pass(0); }
+  // Polls without waiting, unless the clock's pump slice says the last poll was just now.
+  void PumpOnce() override;
   void RunOnce(int max_wait_ms) override { Pass(max_wait_ms < 0 ? 0 : max_wait_ms); }
 
  private:
@@ -66,6 +67,7 @@ class PollLoop : public EventLoop {
   std::map<int, TimerEntry> timers_;
   std::deque<Scratch> scratch_;  // one per depth of nesting; a deque keeps references stable
   uint64_t polls_ = 0;           // counts poll() calls, so a pass can tell stale readiness
+  int64_t last_poll_us_ = 0;     // MonotonicUs() after the last poll, when pumps are sliced
   int depth_ = 0;
   bool sweep_needed_ = false;
 };

@@ -19,7 +19,8 @@ Status Errno(const char* what) {
   return Status::Error(std::string(what) + ": " + strerror(errno));
 }
 
-constexpr int kMaxRefusedPerRead = 64;
+// Datagram events delivered for one readiness of the descriptor, before the loop polls again.
+constexpr int kMaxArrivalsPerReady = 64;
 
 bool PortInRange(int32_t port) {
   return port >= 0 && port <= 65535;
@@ -57,8 +58,18 @@ Status PosixSocket::Bind() {
   int one = 1;
   setsockopt(fd_, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
   // A large receive buffer: datagrams that come while the feeder decodes wait in the kernel.
-  int rcvbuf = 4 << 20;
-  setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &rcvbuf, sizeof rcvbuf);
+  // The kernel caps what an unprivileged process may ask for (net.core.rmem_max); a privileged
+  // one may pass the cap. What was given is kept, so that a short buffer can be told.
+  int rcvbuf = static_cast<int>(kWantedReceiveBuffer);
+  if (setsockopt(fd_, SOL_SOCKET, SO_RCVBUFFORCE, &rcvbuf, sizeof rcvbuf) != 0) {
+    setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &rcvbuf, sizeof rcvbuf);
+  }
+  int given = 0;
+  socklen_t given_len = sizeof given;
+  // The kernel reports twice what it counts for data (the rest is its bookkeeping).
+  if (getsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &given, &given_len) == 0) {
+    receive_buffer_ = static_cast<size_t>(given) / 2;
+  }
   // A host that doesn't resolve adds no address: its datagrams, and only those, are refused.
   any_source_ = AcceptedSources().empty();
   accepted_.clear();
@@ -117,6 +128,7 @@ Status PosixSocket::Close() {
   close(fd_);
   fd_ = -1;
   state_ = State::kClosed;
+  batch_.Release();         // datagrams of a closed socket are gone with it
   ByteString().swap(out_);  // what a server that stopped reading left is given back
   out_start_ = 0;
   return Status::Ok();
@@ -215,32 +227,52 @@ void PosixSocket::OnReady(int ready) {
   }
   if (state_ == State::kClosed) return;
   if ((ready & (EventLoop::kReadable | EventLoop::kError)) && on_data_arrival) {
+    if (protocol_ == Protocol::kUdp) {
+      DeliverDatagrams();
+    } else {
+      on_data_arrival();
+    }
+  }
+}
+
+// One arrival event per datagram, for each datagram of a batch: the batch was read with one
+// system call, and nothing but this socket's handler would tell the loop that it holds more.
+void PosixSocket::DeliverDatagrams() {
+  const int reg = reg_;
+  for (int i = 0; i < kMaxArrivalsPerReady; ++i) {
+    if (batch_.empty() && batch_.Fill(fd_) == 0) return;
+    const size_t waiting = batch_.waiting();
     on_data_arrival();
+    // The handler may have closed (and bound again) the socket: the batch is another's now.
+    if (reg_ != reg || fd_ < 0) return;
+    // A handler that read nothing is inside a pass of its own; the datagrams wait for the next
+    // readiness of the descriptor, or for that pass to end and this loop to go on.
+    if (batch_.waiting() == waiting) return;
   }
 }
 
 void PosixSocket::GetData(ByteString* out) {
   out->clear();
   if (fd_ < 0) return;
-  char chunk[65536];
   if (protocol_ == Protocol::kUdp) {
-    // Refused datagrams are read past here, a bounded number at a time: a flood of them must
-    // not hold the loop; the event comes again for the rest.
-    for (int i = 0; i < kMaxRefusedPerRead; ++i) {
-      sockaddr_in from{};
-      socklen_t len = sizeof from;
-      const ssize_t n =
-          recvfrom(fd_, chunk, sizeof chunk, 0, reinterpret_cast<sockaddr*>(&from), &len);
-      if (n < 0) return;
-      if (!Accepted(from.sin_addr.s_addr)) {
-        ++refused_;
-        continue;
+    // Refused datagrams are passed over, with at most one read of the kernel per call: a flood
+    // of them must not hold the loop; the event comes again for the rest.
+    bool read_kernel = false;
+    for (;;) {
+      if (batch_.empty()) {
+        if (read_kernel || batch_.Fill(fd_) == 0) return;
+        read_kernel = true;
       }
-      out->append(chunk, static_cast<size_t>(n));
-      return;
+      uint32_t from = 0;
+      const ByteView datagram = batch_.Take(&from);
+      if (Accepted(from)) {
+        out->assign(datagram);
+        return;
+      }
+      ++refused_;
     }
-    return;
   }
+  char chunk[65536];
   while (out->size() < kMaxTcpRead) {
     const size_t want = std::min(sizeof chunk, kMaxTcpRead - out->size());
     const ssize_t n = recv(fd_, chunk, want, 0);

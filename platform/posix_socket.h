@@ -2,6 +2,7 @@
 #ifndef QUOTLINK_PLATFORM_POSIX_SOCKET_H_
 #define QUOTLINK_PLATFORM_POSIX_SOCKET_H_
 
+#include "platform/datagram_batch.h"
 #include "platform/event_loop.h"
 #include "platform/socket.h"
 
@@ -22,6 +23,7 @@ class PosixSocket : public Socket {
   void GetData(ByteString* out) override;
   uint64_t RefusedDatagrams() const override { return refused_; }
   uint64_t DroppedSends() const override { return dropped_sends_; }
+  size_t ReceiveBuffer() const override { return receive_buffer_; }
 
   // The port the kernel gave a socket bound to port 0 (tests use it), or 0.
   int BoundPort() const;
@@ -30,6 +32,7 @@ class PosixSocket : public Socket {
   enum class State { kClosed, kBound, kConnecting, kConnected };
 
   void OnReady(int ready);
+  void DeliverDatagrams();
   // Whether a datagram from `addr` (network order) is taken.
   bool Accepted(uint32_t addr) const;
   void FlushOutput();
@@ -45,8 +48,10 @@ class PosixSocket : public Socket {
   bool any_source_ = true;
   uint64_t refused_ = 0;
   uint64_t dropped_sends_ = 0;
-  ByteString out_;        // TCP bytes the kernel hasn't taken yet
-  size_t out_start_ = 0;  // sent prefix of out_
+  size_t receive_buffer_ = 0;  // UDP: what the kernel gave of kWantedReceiveBuffer
+  DatagramBatch batch_;        // UDP: datagrams read and not yet taken
+  ByteString out_;             // TCP bytes the kernel hasn't taken yet
+  size_t out_start_ = 0;       // sent prefix of out_
 };
 
 class PosixSocketFactory : public SocketFactory {

@@ -56,6 +56,11 @@ class Socket {
   virtual uint64_t RefusedDatagrams() const { return 0; }
   // TCP: the sends dropped since the socket was made because too much waited unsent.
   virtual uint64_t DroppedSends() const { return 0; }
+  // UDP: the size of the kernel's receive buffer that the last Bind got; 0 when unknown.
+  virtual size_t ReceiveBuffer() const { return 0; }
+  // What Bind asks of the kernel for that: a burst of quotes while the feeder is busy (a
+  // session start's waits, a client's handler) must wait there, not be lost.
+  static constexpr size_t kWantedReceiveBuffer = 4 << 20;
 
   std::function<void()> on_data_arrival;
   std::function<void()> on_connect;

@@ -126,8 +126,49 @@ TEST(PosixSocketTest, UdpGivesOneDatagramPerReadFromTheAcceptedHosts) {
   close(out);
   EXPECT_EQ(datagrams, (std::vector<ByteString>{ByteString("ab\0", 3), "cd"}));
   EXPECT_EQ(udp.RefusedDatagrams(), 2u);
+  EXPECT_GT(udp.ReceiveBuffer(), 0u);
   EXPECT_TRUE(udp.Close().ok());
   EXPECT_FALSE(udp.Close().ok());
+}
+
+// Datagrams are read in batches but handed out one per arrival event, in order, whole (the
+// largest and the empty one too), also when a handler pumps the loop and the nested event reads
+// nothing, as the intake's busy guard makes it.
+TEST(PosixSocketTest, UdpBatchesGiveEveryDatagramWholeInOrderOnePerEvent) {
+  SystemClock clock;
+  PollLoop loop(&clock);
+  PosixSocket udp(&loop, Protocol::kUdp);
+  udp.SetLocalPort(0);
+  udp.SetAcceptedSources({"127.0.0.1"});
+  ASSERT_TRUE(udp.Bind().ok());
+  std::vector<ByteString> got;
+  int events = 0;
+  bool busy = false;
+  udp.on_data_arrival = [&] {
+    ++events;
+    if (busy) return;  // nested: leaves the datagram where it is
+    busy = true;
+    ByteString d;
+    udp.GetData(&d);
+    got.push_back(d);
+    loop.PumpOnce();
+    busy = false;
+  };
+  std::vector<ByteString> sent;
+  for (int i = 0; i < 150; ++i)
+    sent.push_back(ByteString(static_cast<size_t>(i * 7 % 300), static_cast<char>(i)));
+  sent[40] = ByteString(65507, 'x');  // the largest IPv4 datagram
+  sent[41].clear();
+  const int out = socket(AF_INET, SOCK_DGRAM, 0);
+  sockaddr_in sa{};
+  sa.sin_family = AF_INET;
+  sa.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  sa.sin_port = htons(static_cast<uint16_t>(udp.BoundPort()));
+  for (const ByteString& d : sent)
+    sendto(out, d.data(), d.size(), 0, reinterpret_cast<sockaddr*>(&sa), sizeof sa);
+  close(out);
+  EXPECT_TRUE(WaitPumping(loop, 5.0, [&] { return got.size() >= sent.size(); }));
+  EXPECT_TRUE(got == sent) << got.size() << " datagrams";
 }
 
 }  // namespace
