@@ -9,6 +9,7 @@ void ConsoleLog::Line(std::string_view head, std::string_view text) {
     line_.push_back(b < 0x20 || b == 0x7F ? '?' : c);
   }
   line_.push_back('\n');
+  if (flush_first_ != nullptr) std::fflush(flush_first_);
   std::fwrite(line_.data(), 1, line_.size(), out_);
   std::fflush(out_);
 }

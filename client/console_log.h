@@ -17,7 +17,10 @@ namespace quotlink {
 class ConsoleLog : public ConsoleView {
  public:
   // `out` is not owned and must stay open while the log is in use; each line is flushed.
-  explicit ConsoleLog(std::FILE* out) : out_(out) {}
+  // `flush_first` (may be null, not owned) is buffered output that may share a destination with
+  // the log: it is flushed before each line, so that what it wrote earlier comes earlier.
+  explicit ConsoleLog(std::FILE* out, std::FILE* flush_first = nullptr)
+      : out_(out), flush_first_(flush_first) {}
 
   void CaptionChanged(ConsoleItem item, std::string_view text) override;
   void LampChanged(LampColor color) override;
@@ -29,6 +32,7 @@ class ConsoleLog : public ConsoleView {
   void Line(std::string_view head, std::string_view text);
 
   std::FILE* const out_;
+  std::FILE* const flush_first_;
   std::string line_;
 };
 

@@ -48,6 +48,10 @@ class EventLoop {
   // delivers it.
   virtual void RunOnce(int max_wait_ms) = 0;
 
+  // `handler` runs whenever a pass is about to wait for events (never in PumpOnce): the moment
+  // to hand on what was gathered while events came fast, such as buffered output.
+  void SetIdleHandler(std::function<void()> handler) { idle_ = std::move(handler); }
+
   // Runs until Quit(). Quit() may be called from any handler; Run() returns after that handler.
   void Run() {
     quit_ = false;
@@ -57,7 +61,14 @@ class EventLoop {
   void Quit() { quit_ = true; }
   bool quitting() const { return quit_; }
 
+ protected:
+  // For implementations: call before a wait.
+  void Idle() {
+    if (idle_) idle_();
+  }
+
  private:
+  std::function<void()> idle_;
   static constexpr int kRunSliceMs = 1000;
   bool quit_ = false;
 };

@@ -102,6 +102,7 @@ void PollLoop::Pass(int max_wait_ms) {
     s.ids.push_back(id);
   }
 
+  if (wait > 0) Idle();
   const int real_wait = wait > 0 ? clock_->BeginIdle(wait) : 0;
   const uint64_t this_poll = ++polls_;
   int n;

@@ -204,7 +204,8 @@ Console MakeConsole(ConsoleChoice choice, Clock* clock) {
   }
   c.loop = std::make_unique<PollLoop>(clock);
   if (choice == ConsoleChoice::kLog) {
-    c.view = std::make_unique<ConsoleLog>(stderr);
+    // The quotes on stdout stay in order with the console's lines where both go to one place.
+    c.view = std::make_unique<ConsoleLog>(stderr, stdout);
   } else {
     c.view = std::make_unique<NoticesOnly>();
   }
@@ -226,6 +227,8 @@ int Watch(const Options& o) {
   }
   if (int rc = SaveServerOptions(o, data_folder); rc != 0) return rc;
 
+  // A pipe or a file takes the quotes in large writes; a terminal keeps its lines.
+  if (isatty(STDOUT_FILENO) == 0) std::setvbuf(stdout, nullptr, _IOFBF, 1 << 16);
   SystemClock clock;
   Console console = MakeConsole(o.console, &clock);
   EventLoop& loop = *console.loop;
@@ -236,13 +239,16 @@ int Watch(const Options& o) {
   if (console.window != nullptr) console.window->Attach(&console_operator);
   QUOTLINKCls feeder(&bas);
 
+  // Quotes go out through stdout's buffer, handed on whenever the loop has nothing left to do:
+  // a write per quote would cost more than the quote.
   auto print = [&] {
     const QuoteView q = ViewOf(feeder);
     const std::string line = o.json ? QuoteJson(q) : QuoteRow(q);
-    std::fprintf(stdout, "%s\n", line.c_str());
-    std::fflush(stdout);
+    std::fwrite(line.data(), 1, line.size(), stdout);
+    std::fputc('\n', stdout);
   };
   feeder.OnFeederReady(print);
+  loop.SetIdleHandler([] { std::fflush(stdout); });
   if (!o.json) {
     std::fprintf(stdout, "%s\n", QuoteRowHeader().c_str());
     std::fflush(stdout);
