@@ -25,6 +25,7 @@ class FakeSocket : public Socket {
   void GetData(ByteString* out) override;
   uint64_t RefusedDatagrams() const override { return refused_; }
   uint64_t DroppedSends() const override { return dropped_sends; }
+  size_t ReceiveBuffer() const override { return receive_buffer; }
 
   // Test side: queues `bytes` and raises DataArrival once. A datagram comes from `from`, or
   // without it from RemoteHost(), the feed's host.
@@ -48,6 +49,7 @@ class FakeSocket : public Socket {
   // Every request that went out, one entry per SendData.
   std::vector<ByteString> sent;
   uint64_t dropped_sends = 0;  // what DroppedSends says
+  size_t receive_buffer = 0;   // what ReceiveBuffer says
   // Every call in order: "Bind", "Connect", "Close".
   std::vector<std::string> calls;
   // Called with each request that went out (the test's feed server answers from here).
