@@ -116,5 +116,42 @@ TEST_F(PollLoopTest, TimerPumpingInsideItselfIsNotReentered) {
   EXPECT_GE(calls, 5);
 }
 
+// A clock whose pumps are sliced, as the system clock's are, with time moved by hand in
+// microseconds.
+class SlicedClock : public FakeClock {
+ public:
+  int64_t PumpSliceUs() const override { return 50; }
+  int64_t MonotonicUs() const override { return us; }
+  int64_t us = 1000;
+};
+
+// A pump right after a poll looks at nothing: what became ready waits for the next pump once
+// the slice has passed. A pass that may wait always polls, and hands the idle handler its turn
+// first; a pump never does.
+TEST(PollLoopSliceTest, PumpsLookAtMostOncePerSliceAndOnlyWaitsAreIdle) {
+  SlicedClock clock;
+  PollLoop loop(&clock);
+  Pipe p;
+  int calls = 0, idles = 0;
+  loop.AddFd(p.fds[0], true, false, [&](int) {
+    ++calls;
+    p.Drain();
+  });
+  loop.SetIdleHandler([&] { ++idles; });
+  loop.PumpOnce();
+  p.Write();
+  clock.us += 49;
+  loop.PumpOnce();
+  EXPECT_EQ(calls, 0);
+  clock.us += 1;
+  loop.PumpOnce();
+  EXPECT_EQ(calls, 1);
+  EXPECT_EQ(idles, 0);
+  p.Write();
+  loop.RunOnce(10);
+  EXPECT_EQ(calls, 2);
+  EXPECT_EQ(idles, 1);
+}
+
 }  // namespace
 }  // namespace quotlink
