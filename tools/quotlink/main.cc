@@ -1,4 +1,5 @@
 // quotlink: the feeder with a command-line client. See Usage() or `quotlink --help`.
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -274,6 +275,9 @@ int Watch(const Options& o) {
 
 int main(int argc, char** argv) {
   using namespace quotlink;
+  // Started with standard input closed, the first descriptor that the program opens would take
+  // its place and be read as commands: /dev/null holds the place (and means no commands).
+  if (fcntl(STDIN_FILENO, F_GETFD) == -1) (void)open("/dev/null", O_RDONLY);
   std::vector<std::string> args(argv + 1, argv + argc);
   if (args.empty()) return Fail("missing command");
   if (args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
