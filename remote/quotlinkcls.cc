@@ -93,6 +93,9 @@ Status QUOTLINKCls::ShowMe() {
 
 void QUOTLINKCls::Release() {
   if (released_ || !created_.ok()) return;
+  // No handler runs from here on: the release may come from the destructor, and the call's
+  // wait delivers events.
+  releasing_ = true;
   if (!feeder_->service_ended()) {
     std::string error;
     Status st = CallMember("Release", nullptr, kCallTimeoutUsec, &error);
@@ -136,7 +139,7 @@ int QUOTLINKCls::OnFeederReadySignal(sd_bus_message* m, void* userdata, sd_bus_e
 }
 
 void QUOTLINKCls::Take(const Mailbox& box, uint64_t sequence) {
-  if (released_) return;
+  if (releasing_) return;
   if (sequence > sequence_ + 1) missed_ += sequence - sequence_ - 1;
   sequence_ = sequence;
   box_ = box;

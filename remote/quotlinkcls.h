@@ -122,6 +122,7 @@ class QUOTLINKCls {
   std::string path_;
   Status created_ = Status::Ok();
   bool released_ = false;
+  bool releasing_ = false;
   sd_bus_slot* match_ = nullptr;
   Status save_status_ = Status::Ok();
   Subscribers feeder_ready_;
