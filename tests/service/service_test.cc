@@ -340,6 +340,19 @@ TEST(ServiceInstallTest, InstallPutsTheProgramAndItsActivationFilesInPlace) {
   const std::string unit = TempDir::Get(usr + "lib/systemd/user/quotlink.service");
   EXPECT_NE(unit.find("BusName=io.quotlink.Feeder"), std::string::npos) << unit;
   EXPECT_NE(unit.find("ExecStart=" + usr + "bin/quotlink serve"), std::string::npos) << unit;
+
+  // The Debian package holds the same files, for /usr.
+  const std::string pack = "cd " + prefix.path() + " && " + QUOTLINK_CPACK +
+                           " -G DEB -B . --config " + QUOTLINK_BUILD_DIR +
+                           "/CPackConfig.cmake >/dev/null && dpkg-deb -c " +
+                           "quotlink_*.deb > contents.txt";
+  ASSERT_EQ(std::system(pack.c_str()), 0);
+  const std::string contents = prefix.Read("contents.txt");
+  for (const char* file :
+       {"./usr/bin/quotlink", "./usr/share/dbus-1/services/io.quotlink.Feeder.service",
+        "./usr/lib/systemd/user/quotlink.service"}) {
+    EXPECT_NE(contents.find(file), std::string::npos) << file << contents;
+  }
 }
 
 }  // namespace
