@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <filesystem>
 
 #include "platform/poll_loop.h"
 #include "platform/signal_watch.h"
@@ -104,7 +105,10 @@ int WatchRemote(const std::string& folder, bool json, const std::vector<std::str
     }
     return 0;
   };
-  if (Status st = feeder.Iniciar(folder); !st.ok()) {
+  // The service runs in a folder of its own: it takes the feeder's folder absolute.
+  std::error_code ec;
+  const std::filesystem::path absolute = std::filesystem::absolute(folder, ec);
+  if (Status st = feeder.Iniciar(ec ? folder : absolute.string()); !st.ok()) {
     if (quit) return finish();  // a quit while the session started
     std::fprintf(stderr, "quotlink: cannot start: %s\n", st.message().c_str());
     feeder.Release();
