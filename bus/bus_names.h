@@ -37,6 +37,7 @@ inline constexpr char kErrorEnded[] = "io.quotlink.QUOTLINKCls1.Error.Ended";
 inline constexpr char kErrorFailed[] = "io.quotlink.QUOTLINKCls1.Error.Failed";
 inline constexpr char kErrorAccessDenied[] = "org.freedesktop.DBus.Error.AccessDenied";
 inline constexpr char kErrorInvalidArgs[] = "org.freedesktop.DBus.Error.InvalidArgs";
+inline constexpr char kErrorLimitsExceeded[] = "org.freedesktop.DBus.Error.LimitsExceeded";
 
 // Iniciar returns when the session start has ended: over 20 s without a feed server.
 inline constexpr uint64_t kIniciarTimeoutUsec = 120ull * 1000 * 1000;

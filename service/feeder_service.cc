@@ -155,6 +155,10 @@ int FeederService::OnCreateObject(sd_bus_message* m, void* userdata, sd_bus_erro
 
   const char* sender = sd_bus_message_get_sender(m);
   if (sender == nullptr) return sd_bus_error_set(error, kErrorAccessDenied, "no sender");
+  if (self->objects_.size() >= kMaxObjects) {
+    return sd_bus_error_setf(error, kErrorLimitsExceeded, "the service holds %zu objects already",
+                             kMaxObjects);
+  }
   auto o = std::make_unique<Object>();
   o->service = self;
   o->id = self->next_object_++;
@@ -186,6 +190,9 @@ int FeederService::OnObjectCall(sd_bus_message* m, void* userdata, sd_bus_error*
   auto* o = static_cast<Object*>(userdata);
   FeederService* self = o->service;
   if (int r = self->Check(*o, m, error); r < 0) return r;
+  if (self->queue_.size() >= kMaxQueued) {
+    return sd_bus_error_setf(error, kErrorLimitsExceeded, "%zu calls wait already", kMaxQueued);
+  }
   const std::string_view member = sd_bus_message_get_member(m);
   Call call{o->id, Kind::kRelease, {}, nullptr};
   if (member == "Iniciar" || member == "AddSimbolos" || member == "GetData") {

@@ -45,6 +45,10 @@ class FeederService {
   static constexpr uint64_t kWindow = 2048;
   // A ping goes out (when none is out) once this many signals are in flight.
   static constexpr uint64_t kPingEvery = 256;
+  // Objects one service makes, and calls that wait to be served: a client that creates or
+  // calls without end gets LimitsExceeded instead of the service's memory.
+  static constexpr size_t kMaxObjects = 1024;
+  static constexpr size_t kMaxQueued = 4096;
 
   // `bas` and `bus` must outlive the service. `default_folder` is the folder that an Iniciar
   // with a blank argument names (the feeder's files go to its DTN/). Reports of dropped quotes

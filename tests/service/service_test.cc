@@ -15,6 +15,7 @@
 #include "platform/loopback_ports.h"
 #include "platform/poll_loop.h"
 #include "remote/quotlinkcls.h"
+#include "service/feeder_service.h"
 #include "tests/support/private_bus.h"
 #include "tests/support/program_session.h"
 
@@ -204,6 +205,24 @@ TEST_F(ServiceTest, ObjectsRefuseOtherConnectionsAndKeepTheClassRules) {
   // Iniciar where SYMBOLS.DAT can't be opened: a folder whose parent doesn't exist.
   EXPECT_EQ(RawCall(owner, a.path(), "Iniciar", "s", bus_.dir().File("missing/parent").c_str()),
             kErrorFailed);
+
+  // Objects without end are refused, not made.
+  size_t made = 1;
+  std::string refused;
+  while (refused.empty() && made <= FeederService::kMaxObjects) {
+    sd_bus_error e = SD_BUS_ERROR_NULL;
+    sd_bus_message* reply = nullptr;
+    if (sd_bus_call_method(other, kBusName, kFactoryPath, kFactoryInterface, "CreateObject", &e,
+                           &reply, "") < 0) {
+      refused = e.name != nullptr ? e.name : "?";
+    } else {
+      ++made;
+    }
+    sd_bus_error_free(&e);
+    sd_bus_message_unref(reply);
+  }
+  EXPECT_EQ(refused, kErrorLimitsExceeded);
+  EXPECT_EQ(made, FeederService::kMaxObjects);
 
   a.Release();
   EXPECT_TRUE(bus_.WaitFeederGone(30));
