@@ -54,7 +54,7 @@ class ServiceTest : public ::testing::Test {
   // error's name, or "" when it succeeded.
   static std::string RawCall(sd_bus* bus, const std::string& path, const char* member,
                              const char* types = "", const char* arg = nullptr) {
-    sd_bus_error error = SD_BUS_ERROR_NULL;
+    sd_bus_error error{};  // SD_BUS_ERROR_NULL, without its C compound literal
     sd_bus_message* reply = nullptr;
     const int r = types[0] == '\0'
                       ? sd_bus_call_method(bus, kBusName, path.c_str(), kObjectInterface, member,
@@ -67,7 +67,7 @@ class ServiceTest : public ::testing::Test {
     return name;
   }
   static std::string SetLast(sd_bus* bus, const std::string& path, double v) {
-    sd_bus_error error = SD_BUS_ERROR_NULL;
+    sd_bus_error error{};  // SD_BUS_ERROR_NULL, without its C compound literal
     const int r =
         sd_bus_set_property(bus, kBusName, path.c_str(), kObjectInterface, "Last", &error, "d", v);
     std::string name = r < 0 && error.name != nullptr ? error.name : "";
@@ -76,7 +76,7 @@ class ServiceTest : public ::testing::Test {
   }
   static std::string GetProperty(sd_bus* bus, const std::string& path, const char* property,
                                  const char* type, void* value) {
-    sd_bus_error error = SD_BUS_ERROR_NULL;
+    sd_bus_error error{};  // SD_BUS_ERROR_NULL, without its C compound literal
     sd_bus_message* reply = nullptr;
     int r = sd_bus_get_property(bus, kBusName, path.c_str(), kObjectInterface, property, &error,
                                 &reply, type);
@@ -210,7 +210,7 @@ TEST_F(ServiceTest, ObjectsRefuseOtherConnectionsAndKeepTheClassRules) {
   size_t made = 1;
   std::string refused;
   while (refused.empty() && made <= FeederService::kMaxObjects) {
-    sd_bus_error e = SD_BUS_ERROR_NULL;
+    sd_bus_error e{};
     sd_bus_message* reply = nullptr;
     if (sd_bus_call_method(other, kBusName, kFactoryPath, kFactoryInterface, "CreateObject", &e,
                            &reply, "") < 0) {
