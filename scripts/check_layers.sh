@@ -19,6 +19,9 @@ declare -A allowed=(
   [quotes]="util/ platform/ link/ database/ quotes/ $contracts_console"
   [client]='util/ platform/ link/ database/ quotes/ client/'
   [window]='util/ platform/ link/ database/ quotes/ client/ window/'
+  [bus]='util/ platform/ bus/'
+  [service]='util/ platform/ link/ database/ quotes/ client/ bus/ service/'
+  [remote]='util/ platform/ bus/ remote/ client/subscribers.h'
 )
 
 bad=0
@@ -37,9 +40,9 @@ for folder in "${!allowed[@]}"; do
   done < <(grep -rnE '^#include "[^"]+"' "$folder" --include='*.h' --include='*.cc' || true)
 done
 
-# Only the client's own files and the tools know the feeder's owner and its form.
+# Only the client's own files, the service and the tools know the feeder's owner and its form.
 owners=$(grep -rlE '#include "client/quotlink(bas|frm)\.h"' . --include='*.h' --include='*.cc' |
-         grep -vE '^\./(client|tools|tests|bench|fuzz)/' || true)
+         grep -vE '^\./(client|service|tools|tests|bench|fuzz)/' || true)
 if [ -n "$owners" ]; then
   echo "check_layers: these files include the feeder's owner or its form from below:" >&2
   echo "$owners" >&2

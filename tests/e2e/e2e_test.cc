@@ -2,9 +2,11 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
+#include <chrono>
 #include <filesystem>
 #include <regex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "platform/loopback_ports.h"
@@ -57,6 +59,8 @@ TEST(EndToEndTest, BadArgumentsAreRefusedAndHelpDocumentsTheCommands) {
                                              {"watch", "--server", "h:99999"},
                                              {"watch", "--folder"},
                                              {"watch", "--udp-from", ", "},
+                                             {"watch", "--remote", "--console=log"},
+                                             {"serve", "--json"},
                                              {"frobnicate"},
                                              {}}) {
     std::vector<std::string> argv = {QUOTLINK_BIN};
@@ -75,6 +79,29 @@ TEST(EndToEndTest, BadArgumentsAreRefusedAndHelpDocumentsTheCommands) {
     child.ReadInto(&text);
     for (const char* word : {"watch", "--folder", "--server", "--json", "add SYMBOL", "quit"})
       EXPECT_NE(text.find(word), std::string::npos) << word;
+  }
+}
+
+// Under a service manager, nohup or a container without a terminal, standard input is
+// /dev/null or closed: no command can come, so its end is no `quit` and the feeder runs until a
+// signal.
+TEST(EndToEndTest, WithoutInputTheFeederRunsUntilASignal) {
+  for (const char* redirect : {"</dev/null", "<&-"}) {
+    Session s({"--rate", "300"});
+    ChildProcess child({"/bin/sh", "-c",
+                        std::string("exec \"$0\" watch --json --console=none --folder \"$1\" "
+                                    "--server 127.0.0.1:$2 --local-port $3 ES ") +
+                            redirect,
+                        QUOTLINK_BIN, s.Folder(), std::to_string(s.tcp_port()),
+                        std::to_string(s.udp_port())});
+    std::string out;
+    for (int i = 0; i < 1500 && Count(out, kLiveQuote) < 5; ++i) {
+      child.ReadInto(&out);
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    EXPECT_GE(Count(out, kLiveQuote), 5u) << redirect << out;
+    kill(child.pid, SIGTERM);
+    EXPECT_EQ(child.Wait(), 0) << redirect;
   }
 }
 

@@ -83,6 +83,8 @@ class Session {
   }
 
   ChildProcess& feeder() { return *feeder_; }
+  int tcp_port() const { return tcp_; }
+  int udp_port() const { return udp_; }
   std::string& out() { return out_; }
   std::string Log() const { return TempDir::Get(dir_.File("console.log")); }
   std::string Folder() const { return dir_.path() + "user"; }

@@ -13,7 +13,7 @@ LineReader::LineReader(EventLoop* loop, int fd, std::function<void(const std::st
       on_line_(std::move(on_line)),
       on_too_long_(std::move(on_too_long)),
       on_end_(std::move(on_end)) {
-  reg_ = loop_->AddFd(fd_, true, false, [this](int) { OnReadable(); });
+  if (fd_ >= 0) reg_ = loop_->AddFd(fd_, true, false, [this](int) { OnReadable(); });
 }
 
 LineReader::~LineReader() {

@@ -19,7 +19,8 @@ class LineReader {
 
   // Calls `on_line` for each line (without its end, a CR before it dropped), `on_too_long` for
   // each line longer than kMaxLine (which is dropped whole), and `on_end` once at the end of
-  // input. `loop` must outlive the reader; `fd` is not owned.
+  // input. `loop` must outlive the reader; `fd` is not owned. With `fd` -1 nothing is read and
+  // nothing is called: for a program without input.
   LineReader(EventLoop* loop, int fd, std::function<void(const std::string&)> on_line,
              std::function<void()> on_too_long, std::function<void()> on_end);
   ~LineReader();

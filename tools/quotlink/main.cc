@@ -1,4 +1,5 @@
 // quotlink: the feeder with a command-line client. See Usage() or `quotlink --help`.
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,7 +10,6 @@
 #include <string>
 #include <vector>
 
-#include "client/console_log.h"
 #include "client/console_operator.h"
 #include "client/quotlinkbas.h"
 #include "client/quotlinkcls.h"
@@ -18,11 +18,13 @@
 #include "platform/poll_loop.h"
 #include "platform/posix_socket.h"
 #include "platform/signal_watch.h"
+#include "tools/quotlink/console_choice.h"
 #include "tools/quotlink/demo_feed.h"
 #include "tools/quotlink/line_reader.h"
 #include "tools/quotlink/quote_output.h"
+#include "tools/quotlink/remote_watch.h"
+#include "tools/quotlink/serve.h"
 #include "window/fltk_console.h"
-#include "window/fltk_loop.h"
 
 namespace quotlink {
 namespace {
@@ -30,8 +32,9 @@ namespace {
 const char kUsage[] =
     "Usage: quotlink watch [--folder DIR] [--server HOST[:PORT]] [--local-port N] [--json]\n"
     "                      [--udp-from any|HOST[,HOST...]] [--console=window|log|none]\n"
-    "                      [SYMBOL...]\n"
+    "                      [--remote] [SYMBOL...]\n"
     "       quotlink demo [the options of watch]\n"
+    "       quotlink serve [--folder DIR] [--console=window|log|none]\n"
     "       quotlink --help\n"
     "\n"
     "Starts the feeder against the feed server named in the settings file, puts each SYMBOL\n"
@@ -47,6 +50,9 @@ const char kUsage[] =
     "  --json             one JSON object per quote and line, with the keys Simbolo, Last,\n"
     "                     LastS, Bid, BidS, Ask, AskS, Change, OpenV, High, Low, Previous, OInt,\n"
     "                     Vol, TimeV, Flag, ComunicationOK (default: aligned rows)\n"
+    "  --remote           be a client of the feeder service on the session bus (quotlink\n"
+    "                     serve, started by the bus when it doesn't run), which shows the\n"
+    "                     console; the output is the same\n"
     "  --console=window   the console window \"DTN Control\" (the default when $DISPLAY\n"
     "                     names a display that answers; otherwise the program says so and\n"
     "                     runs without a console)\n"
@@ -62,12 +68,18 @@ const char kUsage[] =
     "  get SYMBOL    print the stored quote of SYMBOL (Flag 1)\n"
     "  show          bring the console to the front\n"
     "  restart       restart the session with the current settings\n"
-    "  quit          save SYMBOLS.DAT and end (so do end of input, SIGINT and SIGTERM)\n"
+    "  quit          save SYMBOLS.DAT and end (so do SIGINT, SIGTERM and the end of input\n"
+    "                from a terminal, pipe or file; with input from /dev/null or none, the\n"
+    "                program runs until a signal)\n"
+    "\n"
+    "serve runs the feeder as a service on the D-Bus session bus (io.quotlink.Feeder): each\n"
+    "client creates its own QUOTLINKCls object and hears its quotes; the release of any object,\n"
+    "or its client leaving the bus, ends the service. --folder fixes the feeder's folder as\n"
+    "the first Iniciar would; without it, Iniciar names it (blank: the default folder).\n"
+    "SIGINT and SIGTERM end it as a release does.\n"
     "\n"
     "Exit status: 0; 1 when the feeder can't start or SYMBOLS.DAT couldn't be saved at the\n"
     "end (the reason goes to standard error); 2 for bad arguments.\n";
-
-enum class ConsoleChoice { kDefault, kWindow, kLog, kNone };
 
 struct Options {
   std::string folder;
@@ -76,6 +88,7 @@ struct Options {
   int32_t local_port = -1;
   std::string udp_from;  // empty: as the file says
   bool json = false;
+  bool remote = false;
   ConsoleChoice console = ConsoleChoice::kDefault;
   std::vector<std::string> symbols;
 };
@@ -83,14 +96,6 @@ struct Options {
 int Fail(const std::string& message) {
   std::fprintf(stderr, "quotlink: %s\n(try 'quotlink --help')\n", message.c_str());
   return 2;
-}
-
-std::string DefaultFolder() {
-  if (const char* xdg = std::getenv("XDG_DATA_HOME"); xdg != nullptr && *xdg != '\0') {
-    return std::string(xdg) + "/quotlink";
-  }
-  const char* home = std::getenv("HOME");
-  return std::string(home != nullptr ? home : ".") + "/.local/share/quotlink";
 }
 
 // Returns 0 when the options are good, else the exit code after the message.
@@ -129,6 +134,8 @@ int ParseWatch(const std::vector<std::string>& args, Options* o) {
       }
     } else if (a == "--json") {
       o->json = true;
+    } else if (a == "--remote") {
+      o->remote = true;
     } else if (a == "--console=window") {
       o->console = ConsoleChoice::kWindow;
     } else if (a == "--console=log") {
@@ -140,6 +147,9 @@ int ParseWatch(const std::vector<std::string>& args, Options* o) {
     } else {
       o->symbols.push_back(a);
     }
+  }
+  if (o->remote && o->console != ConsoleChoice::kDefault) {
+    return Fail("--console goes with the service (quotlink serve), not with --remote");
   }
   if (o->folder.empty()) o->folder = DefaultFolder();
   return 0;
@@ -169,49 +179,6 @@ int SaveServerOptions(const Options& o, const std::string& data_folder) {
   return 0;
 }
 
-// Without a console, what the console can't show still reaches standard error.
-class NoticesOnly : public ConsoleView {
- public:
-  void Notice(std::string_view text) override {
-    std::fprintf(stderr, "quotlink: %.*s\n", static_cast<int>(text.size()), text.data());
-  }
-};
-
-// The console that the program shows and the loop that goes with it: a window needs the loop
-// that serves the window system as well.
-struct Console {
-  std::unique_ptr<EventLoop> loop;
-  std::unique_ptr<ConsoleView> view;
-  FltkConsole* window = nullptr;  // the view, when it is the window
-};
-
-Console MakeConsole(ConsoleChoice choice, Clock* clock) {
-  Console c;
-  if (choice == ConsoleChoice::kWindow || choice == ConsoleChoice::kDefault) {
-    if (WindowAvailable()) {
-      auto loop = std::make_unique<FltkLoop>(clock);
-      auto window = std::make_unique<FltkConsole>(loop.get());
-      c.window = window.get();
-      c.loop = std::move(loop);
-      c.view = std::move(window);
-      return c;
-    }
-    // Without a display in sight (no $DISPLAY), headless is what was expected: say nothing.
-    const char* display = std::getenv("DISPLAY");
-    if (choice == ConsoleChoice::kWindow || (display != nullptr && *display != '\0')) {
-      std::fprintf(stderr, "quotlink: no display to open a window on; running without a console\n");
-    }
-  }
-  c.loop = std::make_unique<PollLoop>(clock);
-  if (choice == ConsoleChoice::kLog) {
-    // The quotes on stdout stay in order with the console's lines where both go to one place.
-    c.view = std::make_unique<ConsoleLog>(stderr, stdout);
-  } else {
-    c.view = std::make_unique<NoticesOnly>();
-  }
-  return c;
-}
-
 int Watch(const Options& o) {
   std::error_code ec;
   std::filesystem::create_directories(o.folder, ec);
@@ -226,6 +193,7 @@ int Watch(const Options& o) {
     return 1;
   }
   if (int rc = SaveServerOptions(o, data_folder); rc != 0) return rc;
+  if (o.remote) return WatchRemote(o.folder, o.json, o.symbols);
 
   // A pipe or a file takes the quotes in large writes; a terminal keeps its lines.
   if (isatty(STDOUT_FILENO) == 0) std::setvbuf(stdout, nullptr, _IOFBF, 1 << 16);
@@ -256,8 +224,9 @@ int Watch(const Options& o) {
 
   SignalWatch signals(&loop, [&](int) { feeder.Release(); });
   // Commands are read through the loop, so they are handled inside the session's waits too.
+  // From /dev/null or no input at all, nothing comes and nothing ends: run until a signal.
   LineReader commands(
-      &loop, STDIN_FILENO,
+      &loop, InputEndMeansQuit(STDIN_FILENO) ? STDIN_FILENO : -1,
       [&](const std::string& line) {
         const auto space = line.find(' ');
         const std::string verb = line.substr(0, space);
@@ -311,6 +280,9 @@ int Watch(const Options& o) {
 
 int main(int argc, char** argv) {
   using namespace quotlink;
+  // Started with standard input closed, the first descriptor that the program opens would take
+  // its place and be read as commands: /dev/null holds the place (and means no commands).
+  if (fcntl(STDIN_FILENO, F_GETFD) == -1) (void)open("/dev/null", O_RDONLY);
   std::vector<std::string> args(argv + 1, argv + argc);
   if (args.empty()) return Fail("missing command");
   if (args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
@@ -318,7 +290,8 @@ int main(int argc, char** argv) {
     return 0;
   }
   const std::string command = args[0];
-  if (command != "watch" && command != "demo") return Fail("unknown command '" + command + "'");
+  if (command != "watch" && command != "demo" && command != "serve")
+    return Fail("unknown command '" + command + "'");
   args.erase(args.begin());
   for (const auto& a : args) {
     if (a == "--help" || a == "-h") {
@@ -326,6 +299,7 @@ int main(int argc, char** argv) {
       return 0;
     }
   }
+  if (command == "serve") return Serve(args);
   Options o;
   if (command == "demo") {
     // The demo keeps its own folder: its server settings mustn't replace the user's.
