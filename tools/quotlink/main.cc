@@ -18,6 +18,7 @@
 #include "platform/poll_loop.h"
 #include "platform/posix_socket.h"
 #include "platform/signal_watch.h"
+#include "tools/quotlink/commands.h"
 #include "tools/quotlink/console_choice.h"
 #include "tools/quotlink/demo_feed.h"
 #include "tools/quotlink/line_reader.h"
@@ -195,8 +196,7 @@ int Watch(const Options& o) {
   if (int rc = SaveServerOptions(o, data_folder); rc != 0) return rc;
   if (o.remote) return WatchRemote(o.folder, o.json, o.symbols);
 
-  // A pipe or a file takes the quotes in large writes; a terminal keeps its lines.
-  if (isatty(STDOUT_FILENO) == 0) std::setvbuf(stdout, nullptr, _IOFBF, 1 << 16);
+  BufferQuoteOutput();
   SystemClock clock;
   Console console = MakeConsole(o.console, &clock);
   EventLoop& loop = *console.loop;
@@ -207,15 +207,7 @@ int Watch(const Options& o) {
   if (console.window != nullptr) console.window->Attach(&console_operator);
   QUOTLINKCls feeder(&bas);
 
-  // Quotes go out through stdout's buffer, handed on whenever the loop has nothing left to do:
-  // a write per quote would cost more than the quote.
-  auto print = [&] {
-    const QuoteView q = ViewOf(feeder);
-    const std::string line = o.json ? QuoteJson(q) : QuoteRow(q);
-    std::fwrite(line.data(), 1, line.size(), stdout);
-    std::fputc('\n', stdout);
-  };
-  feeder.OnFeederReady(print);
+  feeder.OnFeederReady([&] { PrintQuote(ViewOf(feeder), o.json); });
   loop.SetIdleHandler([] { std::fflush(stdout); });
   if (!o.json) {
     std::fprintf(stdout, "%s\n", QuoteRowHeader().c_str());
@@ -228,31 +220,10 @@ int Watch(const Options& o) {
   LineReader commands(
       &loop, InputEndMeansQuit(STDIN_FILENO) ? STDIN_FILENO : -1,
       [&](const std::string& line) {
-        const auto space = line.find(' ');
-        const std::string verb = line.substr(0, space);
-        const std::string arg = space == std::string::npos ? "" : line.substr(space + 1);
-        if (verb == "add" && !arg.empty()) {
-          feeder.AddSimbolos(arg);
-        } else if (verb == "get" && !arg.empty()) {
-          feeder.GetData(arg);
-        } else if (verb == "show" && arg.empty()) {
-          if (Status st = feeder.ShowMe(); !st.ok()) {
-            std::fprintf(stderr, "quotlink: show: %s\n", st.message().c_str());
-          }
-        } else if (verb == "restart" && arg.empty()) {
-          console_operator.PressRestart();
-        } else if (verb == "quit" && arg.empty()) {
-          feeder.Release();
-        } else if (!line.empty()) {
-          std::fprintf(stderr, "quotlink: unknown command '%s' (add, get, show, restart, quit)\n",
-                       Printable(line).c_str());
-        }
+        RunCommand(
+            line, feeder, [&] { console_operator.PressRestart(); }, [&] { feeder.Release(); });
       },
-      [] {
-        std::fprintf(stderr, "quotlink: a command line longer than %zu bytes was dropped\n",
-                     LineReader::kMaxLine);
-      },
-      [&] { feeder.Release(); });
+      TellLongCommandDropped, [&] { feeder.Release(); });
 
   // A table that couldn't be saved is lost with the process: say so whatever the console.
   const auto finish = [&feeder] {

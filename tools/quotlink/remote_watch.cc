@@ -8,6 +8,7 @@
 #include "platform/poll_loop.h"
 #include "platform/signal_watch.h"
 #include "remote/quotlinkcls.h"
+#include "tools/quotlink/commands.h"
 #include "tools/quotlink/console_choice.h"
 #include "tools/quotlink/line_reader.h"
 #include "tools/quotlink/quote_output.h"
@@ -25,6 +26,7 @@ QuoteView ViewOf(const remote::QUOTLINKCls& o) {
 }  // namespace
 
 int WatchRemote(const std::string& folder, bool json, const std::vector<std::string>& symbols) {
+  BufferQuoteOutput();
   SystemClock clock;
   PollLoop loop(&clock);
   remote::RemoteFeeder bus(&loop);
@@ -49,12 +51,8 @@ int WatchRemote(const std::string& folder, bool json, const std::vector<std::str
                  static_cast<unsigned long long>(feeder.missed() - missed_told));
     missed_told = feeder.missed();
   });
-  feeder.OnFeederReady([&] {
-    const QuoteView q = ViewOf(feeder);
-    const std::string line = json ? QuoteJson(q) : QuoteRow(q);
-    std::fprintf(stdout, "%s\n", line.c_str());
-    std::fflush(stdout);
-  });
+  feeder.OnFeederReady([&] { PrintQuote(ViewOf(feeder), json); });
+  loop.SetIdleHandler([] { std::fflush(stdout); });
   if (!json) {
     std::fprintf(stdout, "%s\n", QuoteRowHeader().c_str());
     std::fflush(stdout);
@@ -64,32 +62,8 @@ int WatchRemote(const std::string& folder, bool json, const std::vector<std::str
   // From /dev/null or no input at all, nothing comes and nothing ends: run until a signal.
   LineReader commands(
       &loop, InputEndMeansQuit(STDIN_FILENO) ? STDIN_FILENO : -1,
-      [&](const std::string& line) {
-        const auto space = line.find(' ');
-        const std::string verb = line.substr(0, space);
-        const std::string arg = space == std::string::npos ? "" : line.substr(space + 1);
-        if (verb == "add" && !arg.empty()) {
-          feeder.AddSimbolos(arg);
-        } else if (verb == "get" && !arg.empty()) {
-          feeder.GetData(arg);
-        } else if (verb == "show" && arg.empty()) {
-          if (Status st = feeder.ShowMe(); !st.ok()) {
-            std::fprintf(stderr, "quotlink: show: %s\n", st.message().c_str());
-          }
-        } else if (verb == "restart" && arg.empty()) {
-          std::fprintf(stderr, "quotlink: restart is the console's, on the service\n");
-        } else if (verb == "quit" && arg.empty()) {
-          end();
-        } else if (!line.empty()) {
-          std::fprintf(stderr, "quotlink: unknown command '%s' (add, get, show, quit)\n",
-                       Printable(line).c_str());
-        }
-      },
-      [] {
-        std::fprintf(stderr, "quotlink: a command line longer than %zu bytes was dropped\n",
-                     LineReader::kMaxLine);
-      },
-      end);
+      [&](const std::string& line) { RunCommand(line, feeder, nullptr, end); },
+      TellLongCommandDropped, end);
 
   const auto finish = [&] {
     loop.RemoveTimer(missed_timer);
