@@ -19,6 +19,7 @@ declare -A allowed=(
   [quotes]="util/ platform/ link/ database/ quotes/ $contracts_console"
   [client]='util/ platform/ link/ database/ quotes/ client/'
   [window]='util/ platform/ link/ database/ quotes/ client/ window/'
+  [publish]='util/ platform/ link/ database/ quotes/ client/ publish/'
 )
 
 bad=0
