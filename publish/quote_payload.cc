@@ -111,6 +111,14 @@ class Reader {
     out->clear();
     if (!Take('"')) return false;
     while (pos_ < text_.size()) {
+      // The plain run up to the next quote or backslash goes in at once.
+      size_t run = pos_;
+      while (run < text_.size() && text_[run] != '"' && text_[run] != '\\' &&
+             static_cast<unsigned char>(text_[run]) >= 0x20)
+        ++run;
+      out->append(text_.data() + pos_, run - pos_);
+      pos_ = run;
+      if (pos_ >= text_.size()) return false;
       const char c = text_[pos_++];
       if (c == '"') return true;
       if (static_cast<unsigned char>(c) < 0x20) return false;
@@ -234,12 +242,20 @@ void AppendQuotePayload(const QuoteRecord& q, std::string_view feeder, std::stri
 }
 
 bool ParseQuotePayload(std::string_view text, ParsedQuote* q) {
-  *q = ParsedQuote();
+  // Field by field, so that a reader that parses into the same object keeps its strings'
+  // capacity and allocates nothing per quote.
+  q->Simbolo.clear();
+  q->feeder.clear();
+  for (const auto& f : FloatFields(*q))
+    *f.value = 0;
+  q->Flag = q->ComunicationOK = 0;
+  q->seq = q->symbol_seq = 0;
+  q->time_us = 0;
   Reader in(text);
   if (!in.Take('{')) return false;
   bool have_symbol = false, have_seq = false;
   std::string key;
-  auto fields = FloatFields(*q);
+  const auto fields = FloatFields(*q);
   if (!in.Take('}')) {
     do {
       if (!in.String(&key) || !in.Take(':')) return false;

@@ -37,6 +37,18 @@ bool QuoteRing::TryPop(QuoteRecord* q) {
 }
 
 void QuoteRing::WaitForWork() {
+  // Under a stream the next quote is microseconds away: look for it a while before sleeping, so
+  // that the feeder's thread seldom pays for a wake-up (a system call) on its push.
+  for (int i = 0; i < kSpinsBeforeSleep; ++i) {
+    if (head_.load(std::memory_order_acquire) != tail_.load(std::memory_order_relaxed) ||
+        attention_.load(std::memory_order_relaxed)) {
+      attention_.store(false);
+      return;
+    }
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_ia32_pause();
+#endif
+  }
   const uint32_t wakes = wakes_.load(std::memory_order_acquire);
   sleeping_.store(true, std::memory_order_relaxed);
   std::atomic_thread_fence(std::memory_order_seq_cst);

@@ -37,6 +37,9 @@ class QuoteRing {
   void Wake();
 
  private:
+  // About 20 to 50 microseconds of looking before the consumer sleeps.
+  static constexpr int kSpinsBeforeSleep = 1000;
+
   std::vector<QuoteRecord> slots_;
   size_t mask_;
   // Each index is written by one side only; the other side keeps a stale copy and reads the

@@ -56,15 +56,15 @@ class Tail {
   }
 
   void Live(std::string_view payload) {
-    ParsedQuote q;
+    ParsedQuote& q = live_;
     if (!ParseQuotePayload(payload, &q)) {
       std::fprintf(stderr, "quotlink: tail: a message that is no quote was passed over\n");
       return;
     }
     if (!Chosen(q)) return;
-    const std::string symbol(CleanSymbol(q.Simbolo));
+    const std::string_view symbol = CleanSymbol(q.Simbolo);
     // What the bucket gave already, the stream may bring again: the subscription began first.
-    if (auto it = stored_.find(symbol); it != stored_.end()) {
+    if (auto it = stored_.find(std::string(symbol)); it != stored_.end()) {
       if (it->second.feeder == q.feeder && q.symbol_seq <= it->second.seq) return;
       stored_.erase(it);
     }
@@ -76,12 +76,12 @@ class Tail {
       feeder_ = q.feeder;
       seen_.clear();
     }
-    Seen& s = seen_[symbol];
+    Seen& s = seen_[std::string(symbol)];
     if (s.seq != 0 && q.symbol_seq > s.seq + 1) {
       std::fprintf(stderr,
                    "quotlink: tail: gap: %llu quotes of %s missing (symbol_seq %llu to %llu)\n",
-                   static_cast<unsigned long long>(q.symbol_seq - s.seq - 1), symbol.c_str(),
-                   static_cast<unsigned long long>(s.seq + 1),
+                   static_cast<unsigned long long>(q.symbol_seq - s.seq - 1),
+                   std::string(symbol).c_str(), static_cast<unsigned long long>(s.seq + 1),
                    static_cast<unsigned long long>(q.symbol_seq - 1));
     }
     s.seq = q.symbol_seq;
@@ -126,6 +126,7 @@ class Tail {
 
   const std::vector<std::string> chosen_;
   const bool json_;
+  ParsedQuote live_;  // reused, so that its strings keep their room
   std::unordered_map<std::string, Stored> stored_;
   std::unordered_map<std::string, Seen> seen_;
   std::string feeder_;
