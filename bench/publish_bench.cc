@@ -191,13 +191,13 @@ Result RunOnce(int count, int tcp_rate, const std::string& bin, const std::strin
   if (publisher) {
     const auto& shared = publisher->shared();
     auto done = [&] {
-      return shared.published.load() + shared.refused.load() + publisher->queue_full() >=
+      return shared.published.load() + shared.refused.load() + publisher->not_queued() >=
              publisher->handed();
     };
     while (!done())
       loop.RunOnce(1);
     r.published = static_cast<double>(shared.published.load()) / Seconds(start);
-    r.lost = shared.refused.load() + publisher->queue_full();
+    r.lost = shared.refused.load() + publisher->not_queued();
     // The tail has what it will get once it stays still for a second.
     for (uint64_t before = ~0ull; before != tail->lines();) {
       before = tail->lines();

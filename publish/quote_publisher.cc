@@ -54,10 +54,11 @@ void QuotePublisher::Publish(const QUOTLINKCls& o) {
   QuoteRecord q;
   const std::string_view symbol = CleanSymbol(o.Simbolo());
   // The payload carries Simbolo as the object holds it, as --json prints it; the counts and the
-  // subject go by the cleaned symbol, which is how symbols are compared.
-  if (!q.SetSymbol(o.Simbolo()) && !q.SetSymbol(symbol)) {
+  // subject go by the cleaned symbol, which is how symbols are compared. A symbol longer than a
+  // record holds (the table's are 12 bytes at most) can't travel and counts as lost.
+  if (!q.SetSymbol(o.Simbolo())) {
     ++seq_;
-    ++queue_full_;
+    ++not_queued_;
     return;
   }
   q.Last = o.Last();
@@ -82,7 +83,7 @@ void QuotePublisher::Publish(const QUOTLINKCls& o) {
   if (it == symbol_seq_.end()) it = symbol_seq_.emplace(std::string(symbol), 0).first;
   q.symbol_seq = ++it->second;
   q.time_us = loop_->clock().UnixMicros();
-  if (!shared_.ring.TryPush(q)) ++queue_full_;
+  if (!shared_.ring.TryPush(q)) ++not_queued_;
 }
 
 void QuotePublisher::Report() {
@@ -99,7 +100,7 @@ void QuotePublisher::Report() {
     std::fprintf(report_, "quotlink: nats: %s; the feeder goes on without publishing\n",
                  shared_.failure.c_str());
   }
-  const uint64_t lost = queue_full_ + shared_.refused.load(std::memory_order_relaxed);
+  const uint64_t lost = not_queued_ + shared_.refused.load(std::memory_order_relaxed);
   if (lost > told_lost_) {
     std::fprintf(
         report_, "quotlink: nats: %llu quotes not published in the last second (%llu in all)\n",

@@ -45,7 +45,7 @@ class QuotePublisher {
 
   // Counts since the start, for tests and benchmarks.
   uint64_t handed() const { return seq_; }              // quotes numbered for publishing
-  uint64_t queue_full() const { return queue_full_; }   // of those, lost before the thread
+  uint64_t not_queued() const { return not_queued_; }   // of those, lost before the thread
   const LinkShared& shared() const { return shared_; }  // what the thread did with the rest
 
   // The run name in the payloads: host, process and start time.
@@ -65,7 +65,7 @@ class QuotePublisher {
   std::vector<std::pair<QUOTLINKCls*, int>> attached_;  // object, its FeederReady handler
 
   uint64_t seq_ = 0;
-  uint64_t queue_full_ = 0;
+  uint64_t not_queued_ = 0;
   struct TransparentHash {
     using is_transparent = void;
     size_t operator()(std::string_view s) const { return std::hash<std::string_view>()(s); }

@@ -3,7 +3,7 @@
 set -euo pipefail
 
 packages=(cmake ninja-build g++ libgtest-dev libgmock-dev libbenchmark-dev libfltk1.3-dev libpng-dev xvfb xdotool
-          clang-14 libclang-rt-14-dev libnats-dev nats-server pkg-config)
+          clang-14 libclang-rt-14-dev libnats-dev nats-server)
 
 missing=()
 for p in "${packages[@]}"; do
