@@ -17,8 +17,8 @@ Status CheckNatsUrl(std::string_view url);
 // with kNoNatsMessage.
 bool NatsAvailable();
 inline constexpr char kNoNatsMessage[] =
-    "this quotlink was built without NATS (libnats-dev was missing): it can't publish or read "
-    "quotes over NATS";
+    "this quotlink was built without the NATS client (libnats-dev): --publish and tail are not "
+    "available";
 
 // `url` with its password replaced by "***", for messages.
 std::string ShownNatsUrl(std::string_view url);

@@ -242,8 +242,12 @@ TEST_F(NatsTest, RefusedCredentialsMalformedUrlsAndBuildsWithoutNatsAreToldClear
       {{QUOTLINK_BIN, "tail", "--nats", server_.url("u:wrong@")}, 1, "Authorization Violation"},
       {{QUOTLINK_BIN, "watch", "--publish", "http://127.0.0.1:4222"}, 2, "must begin with nats://"},
       {{QUOTLINK_BIN, "tail", "--nats", "nats://h:0"}, 2, "bad port"},
-      {{QUOTLINK_BIN_WITHOUT_NATS, "watch", "--publish", server_.url()}, 2, "built without NATS"},
-      {{QUOTLINK_BIN_WITHOUT_NATS, "tail", "--nats", server_.url()}, 2, "built without NATS"},
+      {{QUOTLINK_BIN_WITHOUT_NATS, "watch", "--publish", server_.url()},
+       2,
+       "built without the NATS client"},
+      {{QUOTLINK_BIN_WITHOUT_NATS, "tail", "--nats", server_.url()},
+       2,
+       "built without the NATS client"},
   };
   for (const auto& c : cases) {
     ChildProcess child(c.argv, dir_.File("err"));

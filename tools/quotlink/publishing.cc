@@ -8,7 +8,7 @@
 namespace quotlink {
 
 Status CheckPublishOption(const std::string& url) {
-  if (!NatsAvailable()) return Status::Error(std::string(kNoNatsMessage) + ": --publish");
+  if (!NatsAvailable()) return Status::Error(kNoNatsMessage);
   return CheckNatsUrl(url);
 }
 
