@@ -20,6 +20,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/loopback_feed.h"
 #include "client/quotlinkbas.h"
 #include "client/quotlinkcls.h"
 #include "client/quotlinkfrm.h"
@@ -34,93 +35,6 @@
 
 namespace quotlink {
 namespace {
-
-constexpr int kSymbols = 100;
-
-std::string Sym(int i) {
-  return "S" + std::to_string(i);
-}
-
-// One quote packet per quote, its last price the quote's number, so every one rings the bell.
-ByteString QuoteFrame(int n) {
-  const int code = n % kSymbols;
-  return QuotePacket(
-      kEquityKey, 1, 6, 1,
-      Quote(Sym(code), 6, code, 1, ByteString("\x03", 1) + Be(static_cast<uint32_t>(n), 4)));
-}
-
-struct Feed {
-  int listener = -1;
-  int port = 0;
-  int udp_port = 0;
-  std::atomic<int> phase{0};  // 0 session, 1 ready (image sent), 2 go tcp, 3 go udp, 4 done
-  std::atomic<int> udp_rate{0};
-  int count = 0;
-
-  void Run() {
-    const int c = accept(listener, nullptr, nullptr);
-    const int one = 1;
-    setsockopt(c, IPPROTO_TCP, 1 /*TCP_NODELAY*/, &one, sizeof one);
-    const ByteString image = WriteImage(TestImageLayout());
-    char req[8];
-    size_t got = 0;
-    while (phase.load() == 0) {
-      const ssize_t n = recv(c, req + got, sizeof req - got, 0);
-      if (n <= 0) return;
-      got += static_cast<size_t>(n);
-      if (got < 8) continue;
-      got = 0;
-      ByteString out;
-      if (req[1] == 28) out = StatusPacket(12);
-      if (req[1] == 5) {
-        for (const auto& f : CutImageIntoFrames(image, 400))
-          out += f;
-      }
-      if (req[1] == 13) phase = 1;
-      SendAll(c, out);
-    }
-    while (phase.load() < 2)
-      std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    ByteString batch;
-    for (int n = 1; n <= count; ++n) {
-      batch += QuoteFrame(n);
-      if (batch.size() > 60000 || n == count) {
-        SendAll(c, batch);
-        batch.clear();
-      }
-    }
-    while (phase.load() < 3)
-      std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    const int u = socket(AF_INET, SOCK_DGRAM, 0);
-    sockaddr_in to{};
-    to.sin_family = AF_INET;
-    to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    to.sin_port = htons(static_cast<uint16_t>(udp_port));
-    const auto start = std::chrono::steady_clock::now();
-    const int rate = udp_rate.load();
-    for (int n = 1; n <= count; ++n) {
-      if (rate > 0) {
-        const auto due = start + std::chrono::nanoseconds(int64_t{1000000000} * n / rate);
-        while (std::chrono::steady_clock::now() < due) {
-        }
-      }
-      const ByteString f = QuoteFrame(count + n);
-      sendto(u, f.data(), f.size(), 0, reinterpret_cast<sockaddr*>(&to), sizeof to);
-    }
-    close(u);
-    phase = 4;
-    while (phase.load() != 5)
-      std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    close(c);
-  }
-  static void SendAll(int fd, ByteView b) {
-    while (!b.empty()) {
-      const ssize_t n = send(fd, b.data(), b.size(), MSG_NOSIGNAL);
-      if (n <= 0) return;
-      b.remove_prefix(static_cast<size_t>(n));
-    }
-  }
-};
 
 struct Rates {
   double tcp;

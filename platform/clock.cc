@@ -31,4 +31,10 @@ int64_t SystemClock::MonotonicUs() const {
   return static_cast<int64_t>(ts.tv_sec) * 1000000 + ts.tv_nsec / 1000;
 }
 
+int64_t SystemClock::UnixMicros() const {
+  timespec ts{};
+  clock_gettime(CLOCK_REALTIME, &ts);
+  return static_cast<int64_t>(ts.tv_sec) * 1000000 + ts.tv_nsec / 1000;
+}
+
 }  // namespace quotlink

@@ -44,6 +44,9 @@ class Clock {
   virtual int64_t PumpSliceUs() const { return 0; }
   virtual int64_t MonotonicUs() const { return MonotonicMs() * 1000; }
 
+  // The wall clock as microseconds since 1970 (UTC), for stamps that other machines read.
+  virtual int64_t UnixMicros() const = 0;
+
   // The event loop has nothing to do for up to `ms` milliseconds. Returns how long it may really
   // block in poll(): the system clock blocks the whole time, a fake clock less or not at all.
   virtual int BeginIdle(int ms) = 0;
@@ -67,6 +70,7 @@ class SystemClock : public Clock {
   int64_t MonotonicMs() const override;
   int64_t MonotonicUs() const override;
   int64_t PumpSliceUs() const override { return kPumpSliceUs; }
+  int64_t UnixMicros() const override;
   int BeginIdle(int ms) override { return ms; }
   void EndIdle(int, bool) override {}
 
@@ -86,6 +90,10 @@ class FakeClock : public Clock {
 
   double Now() const override { return start_date_ + static_cast<double>(ms_) / kMsPerDay; }
   int64_t MonotonicMs() const override { return ms_; }
+  // The fake date taken as UTC.
+  int64_t UnixMicros() const override {
+    return std::llround((Now() - kUnixEpochAsDate) * kMsPerDay * 1000.0);
+  }
   int BeginIdle(int ms) override { return ms < real_slice_ms_ ? ms : real_slice_ms_; }
   // Woken early, it still moves on a millisecond: a descriptor that stays ready without being
   // read can't hold simulated time still.

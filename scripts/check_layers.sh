@@ -22,6 +22,7 @@ declare -A allowed=(
   [bus]='util/ platform/ bus/'
   [service]='util/ platform/ link/ database/ quotes/ client/ bus/ service/'
   [remote]='util/ platform/ bus/ remote/ client/subscribers.h'
+  [publish]='util/ platform/ link/ database/ quotes/ client/ publish/'
 )
 
 bad=0

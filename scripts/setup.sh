@@ -4,7 +4,7 @@ set -euo pipefail
 
 packages=(cmake ninja-build g++ libgtest-dev libgmock-dev libbenchmark-dev libfltk1.3-dev libpng-dev xvfb xdotool
           clang-14 libclang-rt-14-dev pkg-config libsystemd-dev dbus-daemon python3-dbus python3-gi
-          dpkg-dev)
+          dpkg-dev libnats-dev nats-server)
 
 missing=()
 for p in "${packages[@]}"; do

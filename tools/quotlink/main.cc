@@ -22,20 +22,26 @@
 #include "tools/quotlink/console_choice.h"
 #include "tools/quotlink/demo_feed.h"
 #include "tools/quotlink/line_reader.h"
+#include "tools/quotlink/publishing.h"
 #include "tools/quotlink/quote_output.h"
 #include "tools/quotlink/remote_watch.h"
 #include "tools/quotlink/serve.h"
+#include "tools/quotlink/tail.h"
 #include "window/fltk_console.h"
 
 namespace quotlink {
 namespace {
 
-const char kUsage[] =
-    "Usage: quotlink watch [--folder DIR] [--server HOST[:PORT]] [--local-port N] [--json]\n"
-    "                      [--udp-from any|HOST[,HOST...]] [--console=window|log|none]\n"
-    "                      [--remote] [SYMBOL...]\n"
-    "       quotlink demo [the options of watch]\n"
-    "       quotlink serve [--folder DIR] [--console=window|log|none]\n"
+const std::string kUsage =
+    std::string(
+        "Usage: quotlink watch [--folder DIR] [--server HOST[:PORT]] [--local-port N] [--json]\n"
+        "                      [--udp-from any|HOST[,HOST...]] [--console=window|log|none]\n"
+        "                      [--publish nats://HOST[:PORT] [--publish-buffer BYTES]]\n"
+        "                      [--remote] [SYMBOL...]\n"
+        "       quotlink demo [the options of watch]\n"
+        "       quotlink serve [--folder DIR] [--console=window|log|none]\n"
+        "                      [--publish nats://HOST[:PORT] [--publish-buffer BYTES]]\n") +
+    kTailUsage +
     "       quotlink --help\n"
     "\n"
     "Starts the feeder against the feed server named in the settings file, puts each SYMBOL\n"
@@ -58,7 +64,8 @@ const char kUsage[] =
     "                     names a display that answers; otherwise the program says so and\n"
     "                     runs without a console)\n"
     "  --console=log      the console's captions, lamp, messages and beeps on standard error\n"
-    "  --console=none     no console output (the default without a display)\n"
+    "  --console=none     no console output (the default without a display)\n" +
+    kPublishUsage +
     "\n"
     "demo starts the built-in feed simulator on loopback and watches a few of its symbols\n"
     "(ES NQ CL EURUSD IBM unless SYMBOLs are given); its files go to the folder quotlink-demo\n"
@@ -77,10 +84,13 @@ const char kUsage[] =
     "client creates its own QUOTLINKCls object and hears its quotes; the release of any object,\n"
     "or its client leaving the bus, ends the service. --folder fixes the feeder's folder as\n"
     "the first Iniciar would; without it, Iniciar names it (blank: the default folder).\n"
-    "SIGINT and SIGTERM end it as a release does.\n"
+    "SIGINT and SIGTERM end it as a release does. With --publish (and --publish-buffer) it\n"
+    "publishes as watch does, and starts the feeder at once for that, without a client.\n"
     "\n"
     "Exit status: 0; 1 when the feeder can't start or SYMBOLS.DAT couldn't be saved at the\n"
-    "end (the reason goes to standard error); 2 for bad arguments.\n";
+    "end (the reason goes to standard error); 2 for bad arguments.\n"
+    "\n" +
+    kTailHelp;
 
 struct Options {
   std::string folder;
@@ -88,6 +98,8 @@ struct Options {
   int32_t server_port = -1;
   int32_t local_port = -1;
   std::string udp_from;  // empty: as the file says
+  std::string publish;   // NATS URL, or empty
+  int32_t publish_buffer = kDefaultPublishBuffer;
   bool json = false;
   bool remote = false;
   ConsoleChoice console = ConsoleChoice::kDefault;
@@ -132,6 +144,13 @@ int ParseWatch(const std::vector<std::string>& args, Options* o) {
           o->udp_from.find_first_not_of(", ") == std::string::npos ||
           o->udp_from.find_first_of("\r\n") != std::string::npos) {
         return Fail("--udp-from needs 'any' or HOST[,HOST...]");
+      }
+    } else if (a == "--publish") {
+      if (!value(&o->publish)) return Fail("--publish needs nats://HOST[:PORT]");
+      if (Status st = CheckPublishOption(o->publish); !st.ok()) return Fail(st.message());
+    } else if (a == "--publish-buffer") {
+      if (!value(&v) || !ParsePublishBuffer(v, &o->publish_buffer)) {
+        return Fail("--publish-buffer needs a number of bytes from 1 to 1073741824");
       }
     } else if (a == "--json") {
       o->json = true;
@@ -224,6 +243,9 @@ int Watch(const Options& o) {
             line, feeder, [&] { console_operator.PressRestart(); }, [&] { feeder.Release(); });
       },
       TellLongCommandDropped, [&] { feeder.Release(); });
+  // After the signals are blocked: the publisher's threads must not take SIGINT or SIGTERM.
+  std::unique_ptr<QuotePublisher> publisher;
+  if (!o.publish.empty()) StartPublishing(&loop, o.publish, o.publish_buffer, &feeder, &publisher);
 
   // A table that couldn't be saved is lost with the process: say so whatever the console.
   const auto finish = [&feeder] {
@@ -257,20 +279,21 @@ int main(int argc, char** argv) {
   std::vector<std::string> args(argv + 1, argv + argc);
   if (args.empty()) return Fail("missing command");
   if (args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
-    std::fputs(kUsage, stdout);
+    std::fputs(kUsage.c_str(), stdout);
     return 0;
   }
   const std::string command = args[0];
-  if (command != "watch" && command != "demo" && command != "serve")
+  if (command != "watch" && command != "demo" && command != "serve" && command != "tail")
     return Fail("unknown command '" + command + "'");
   args.erase(args.begin());
   for (const auto& a : args) {
     if (a == "--help" || a == "-h") {
-      std::fputs(kUsage, stdout);
+      std::fputs(kUsage.c_str(), stdout);
       return 0;
     }
   }
   if (command == "serve") return Serve(args);
+  if (command == "tail") return RunTail(args);
   Options o;
   if (command == "demo") {
     // The demo keeps its own folder: its server settings mustn't replace the user's.
