@@ -1,5 +1,8 @@
 #include "publish/quote_ring.h"
 
+#include <algorithm>
+#include <thread>
+
 namespace quotlink {
 
 QuoteRing::QuoteRing(size_t capacity) {
@@ -18,10 +21,6 @@ bool QuoteRing::TryPush(const QuoteRecord& q) {
   }
   slots_[head & mask_] = q;
   head_.store(head + 1, std::memory_order_release);
-  // Pairs with the fence in WaitForWork: either the consumer sees the new head before it
-  // sleeps, or this side sees it sleeping and wakes it. Without the fence both could miss.
-  std::atomic_thread_fence(std::memory_order_seq_cst);
-  if (sleeping_.load(std::memory_order_relaxed)) Wake();
   return true;
 }
 
@@ -37,34 +36,26 @@ bool QuoteRing::TryPop(QuoteRecord* q) {
 }
 
 void QuoteRing::WaitForWork() {
-  // Under a stream the next quote is microseconds away: look for it a while before sleeping, so
-  // that the feeder's thread seldom pays for a wake-up (a system call) on its push.
+  // Under a stream the next quote is microseconds away: look for it a while before sleeping.
+  // The feeder's push never wakes this side (a system call on the quote path, and a fence on
+  // every push to make it safe); the sleeps are short instead, and grow while nothing comes.
+  auto ready = [this] {
+    return head_.load(std::memory_order_acquire) != tail_.load(std::memory_order_relaxed) ||
+           attention_.load(std::memory_order_relaxed);
+  };
   for (int i = 0; i < kSpinsBeforeSleep; ++i) {
-    if (head_.load(std::memory_order_acquire) != tail_.load(std::memory_order_relaxed) ||
-        attention_.load(std::memory_order_relaxed)) {
-      attention_.store(false);
-      return;
-    }
+    if (ready()) break;
 #if defined(__x86_64__) || defined(__i386__)
     __builtin_ia32_pause();
 #endif
   }
-  const uint32_t wakes = wakes_.load(std::memory_order_acquire);
-  sleeping_.store(true, std::memory_order_relaxed);
-  std::atomic_thread_fence(std::memory_order_seq_cst);
-  // A Wake() before `wakes` was read left its mark in attention_; one after it changed wakes_,
-  // and the wait returns at once.
-  if (!attention_.exchange(false) &&
-      head_.load(std::memory_order_relaxed) == tail_.load(std::memory_order_relaxed)) {
-    wakes_.wait(wakes, std::memory_order_acquire);
-  }
-  sleeping_.store(false, std::memory_order_relaxed);
+  for (auto nap = kFirstNap; !ready(); nap = std::min(nap * 2, kLongestNap))
+    std::this_thread::sleep_for(nap);
+  attention_.store(false, std::memory_order_relaxed);
 }
 
 void QuoteRing::Wake() {
-  attention_.store(true);
-  wakes_.fetch_add(1, std::memory_order_release);
-  wakes_.notify_one();
+  attention_.store(true, std::memory_order_relaxed);
 }
 
 }  // namespace quotlink
