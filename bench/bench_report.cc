@@ -1,6 +1,7 @@
 #include "bench/bench_report.h"
 
 #include <benchmark/benchmark.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -83,7 +84,9 @@ namespace {
 // The console's output as usual, and every run's figures kept.
 class KeepingReporter : public benchmark::ConsoleReporter {
  public:
-  explicit KeepingReporter(std::map<std::string, RunResult>* results) : results_(results) {}
+  // Colours only on a terminal: scripts read the output.
+  explicit KeepingReporter(std::map<std::string, RunResult>* results)
+      : ConsoleReporter(isatty(STDOUT_FILENO) ? OO_ColorTabular : OO_Tabular), results_(results) {}
 
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) {
