@@ -6,31 +6,34 @@
 
 namespace quotlink::bench {
 
+void CopyQuote(const QUOTLINKCls& c, QuoteCopy* out) {
+  out->Simbolo.assign(c.Simbolo());
+  out->Last = c.Last();
+  out->LastS = c.LastS();
+  out->Bid = c.Bid();
+  out->Ask = c.Ask();
+  out->AskS = c.AskS();
+  out->BidS = c.BidS();
+  out->Change = c.Change();
+  out->OpenV = c.OpenV();
+  out->High = c.High();
+  out->Low = c.Low();
+  out->Previous = c.Previous();
+  out->OInt = c.OInt();
+  out->Vol = c.Vol();
+  out->TimeV = c.TimeV();
+  out->Flag = c.Flag();
+  (void)c.GetComunicationOK(&out->ComunicationOK);
+}
+
 MemoryFeeder::MemoryFeeder(const feedsim::Universe* u)
-    : universe_(u), responder_(u, feedsim::ResponderOptions{}) {
+    : responder_(u, feedsim::ResponderOptions{}) {
   FakeSocket& t = tcp();
   t.loop = &loop_;
   t.connect_delay_ms = 1;
   t.on_sent = [this](ByteView request) { Answer(request); };
   client_.OnFeederReady([this] {
-    const QUOTLINKCls& c = client_;
-    copy_.Simbolo.assign(c.Simbolo());
-    copy_.Last = c.Last();
-    copy_.LastS = c.LastS();
-    copy_.Bid = c.Bid();
-    copy_.Ask = c.Ask();
-    copy_.AskS = c.AskS();
-    copy_.BidS = c.BidS();
-    copy_.Change = c.Change();
-    copy_.OpenV = c.OpenV();
-    copy_.High = c.High();
-    copy_.Low = c.Low();
-    copy_.Previous = c.Previous();
-    copy_.OInt = c.OInt();
-    copy_.Vol = c.Vol();
-    copy_.TimeV = c.TimeV();
-    copy_.Flag = c.Flag();
-    (void)c.GetComunicationOK(&copy_.ComunicationOK);
+    CopyQuote(client_, &copy_);
     ++ready_;
   });
 

@@ -29,6 +29,9 @@ struct QuoteCopy {
   int16_t ComunicationOK = 0;
 };
 
+// What a client's FeederReady handler does with the quote: reads every value of `c`.
+void CopyQuote(const QUOTLINKCls& c, QuoteCopy* out);
+
 class MemoryFeeder {
  public:
   // Brings the session up for the instruments of `*u`, which must outlive the feeder. Takes
@@ -57,7 +60,6 @@ class MemoryFeeder {
   void Answer(ByteView request);
   void SendAnswers();
 
-  const feedsim::Universe* const universe_;
   TempDir dir_;
   SystemClock clock_;
   PollLoop loop_{&clock_};
