@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <set>
 
 namespace quotlink::bench {
 
@@ -90,21 +91,32 @@ class KeepingReporter : public benchmark::ConsoleReporter {
 
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) {
-      if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
+      if (run.error_occurred) continue;
+      const bool median = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
+      if (run.run_type != Run::RT_Iteration && !median) continue;
+      const std::string name = run.run_name.str();
+      RunResult& r = (*results_)[name];
+      for (const auto& [counter, value] : run.counters) {
+        auto [at, fresh] = r.max_counters.emplace(counter, value.value);
+        if (!fresh && run.run_type == Run::RT_Iteration)
+          at->second = std::max(at->second, value.value);
+      }
+      // A median, once there, stands for the repetitions.
+      if (!median && medians_.count(name) != 0) continue;
+      if (median) medians_.insert(name);
       const double to_ns = 1e9 / benchmark::GetTimeUnitMultiplier(run.time_unit);
-      RunResult r;
       r.real_ns = run.GetAdjustedRealTime() * to_ns;
       r.cpu_ns = run.GetAdjustedCPUTime() * to_ns;
       r.iterations = run.iterations;
-      for (const auto& [name, counter] : run.counters)
-        r.counters[name] = counter.value;
-      (*results_)[run.benchmark_name()] = r;
+      for (const auto& [counter, value] : run.counters)
+        r.counters[counter] = value.value;
     }
     ConsoleReporter::ReportRuns(runs);
   }
 
  private:
   std::map<std::string, RunResult>* const results_;
+  std::set<std::string> medians_;
 };
 
 }  // namespace

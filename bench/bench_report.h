@@ -45,11 +45,13 @@ struct RunResult {
   double cpu_ns = 0;
   int64_t iterations = 0;
   std::map<std::string, double> counters;
+  std::map<std::string, double> max_counters;  // the largest of the repetitions
 };
 
 // Runs the registered benchmarks with their usual console output and command line, and keeps
-// each one's result by its name ("BM_Find/1000"). Returns the program's exit code: 0, or 2 for
-// an argument it doesn't know (after saying so).
+// each one's result by its name ("BM_Find/1000"): the median of the repetitions when there are
+// several. Returns the program's exit code: 0, or 2 for an argument it doesn't know (after
+// saying so).
 int RunBenchmarks(int argc, char** argv, std::map<std::string, RunResult>* results);
 
 }  // namespace quotlink::bench
