@@ -87,11 +87,12 @@ FrameRun RecordFrames(const feedsim::Universe& u) {
 }
 
 InstrumentDeck::InstrumentDeck(const feedsim::Universe* u, uint64_t seed)
-    : universe_(u), rng_(seed), cards_(feedsim::kKindCount), next_(feedsim::kKindCount, 0) {
+    : universe_(u), rng_(seed), cards_(feedsim::kKindCount) {
   for (size_t i = 0; i < u->size(); ++i)
     cards_[static_cast<size_t>(u->at(i).kind)].push_back(i);
+  // A kind without instruments is never drawn.
   std::erase_if(cards_, [](const std::vector<size_t>& c) { return c.empty(); });
-  next_.assign(cards_.size(), SIZE_MAX);  // shuffled before the first card
+  next_.assign(cards_.size(), SIZE_MAX);  // each kind's cards are shuffled before the first
 }
 
 size_t InstrumentDeck::Next() {
@@ -100,7 +101,8 @@ size_t InstrumentDeck::Next() {
     std::vector<size_t>& cards = cards_[k];
     if (next_[k] >= cards.size()) {
       for (size_t j = cards.size(); j > 1; --j)
-        std::swap(cards[j - 1], cards[static_cast<size_t>(rng_.Uniform(0, int64_t(j) - 1))]);
+        std::swap(cards[j - 1],
+                  cards[static_cast<size_t>(rng_.Uniform(0, static_cast<int64_t>(j) - 1))]);
       next_[k] = 0;
     }
     const size_t card = cards[next_[k]];

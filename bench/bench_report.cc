@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -44,7 +45,7 @@ void Fail(const std::string& why) {
 int64_t Percentile(std::vector<int64_t>* samples, double p) {
   std::sort(samples->begin(), samples->end());
   const auto n = static_cast<double>(samples->size());
-  size_t rank = static_cast<size_t>(p * n + 0.999999);
+  auto rank = static_cast<size_t>(std::ceil(p * n));  // nearest rank, from 1
   if (rank < 1) rank = 1;
   if (rank > samples->size()) rank = samples->size();
   return (*samples)[rank - 1];
@@ -89,9 +90,14 @@ class KeepingReporter : public benchmark::ConsoleReporter {
   explicit KeepingReporter(std::map<std::string, RunResult>* results)
       : ConsoleReporter(isatty(STDOUT_FILENO) ? OO_ColorTabular : OO_Tabular), results_(results) {}
 
+  bool errors() const { return errors_; }
+
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) {
-      if (run.error_occurred) continue;
+      if (run.error_occurred) {
+        errors_ = true;
+        continue;
+      }
       const bool median = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
       if (run.run_type != Run::RT_Iteration && !median) continue;
       const std::string name = run.run_name.str();
@@ -117,6 +123,7 @@ class KeepingReporter : public benchmark::ConsoleReporter {
  private:
   std::map<std::string, RunResult>* const results_;
   std::set<std::string> medians_;
+  bool errors_ = false;
 };
 
 }  // namespace
@@ -127,7 +134,7 @@ int RunBenchmarks(int argc, char** argv, std::map<std::string, RunResult>* resul
   KeepingReporter reporter(results);
   benchmark::RunSpecifiedBenchmarks(&reporter);
   benchmark::Shutdown();
-  return 0;
+  return reporter.errors() ? 1 : 0;
 }
 
 }  // namespace quotlink::bench

@@ -50,8 +50,8 @@ struct RunResult {
 
 // Runs the registered benchmarks with their usual console output and command line, and keeps
 // each one's result by its name ("BM_Find/1000"): the median of the repetitions when there are
-// several. Returns the program's exit code: 0, or 2 for an argument it doesn't know (after
-// saying so).
+// several. Returns the program's exit code: 0; 1 when a benchmark reported an error (its path
+// didn't work); 2 for an argument it doesn't know (after saying so).
 int RunBenchmarks(int argc, char** argv, std::map<std::string, RunResult>* results);
 
 }  // namespace quotlink::bench

@@ -116,6 +116,7 @@ void Loopback(const Options& o, feedsim::Universe* u) {
     frames.Add(TradeFrame(u, deck.Next(), static_cast<uint32_t>(k + 1), &rng), 1);
   std::vector<std::atomic<int64_t>> sent_at(count + 1);
   std::vector<int64_t> ns;
+  ns.reserve(count);  // the handler mustn't time a reallocation
   QUOTLINKCls& client = feeder.client();
   client.OnFeederReady([&] {
     const int64_t now = NowNs();

@@ -63,7 +63,10 @@ LoopbackFeed::LoopbackFeed(const feedsim::Universe* u)
   const sockaddr_in to = Loopback(udp_port_);
   if (connect(udp_, reinterpret_cast<const sockaddr*>(&to), sizeof to) != 0)
     Fail(std::string("the feed's UDP socket: ") + std::strerror(errno));
-  thread_ = std::thread([this] { Run(); });
+  thread_ = std::thread([this] {
+    Run();
+    gone_.store(true, std::memory_order_release);
+  });
 }
 
 LoopbackFeed::~LoopbackFeed() {

@@ -61,8 +61,11 @@ class LoopbackFeed {
     plan_ = plan;
     Command(kStream);
   }
-  // The last command has been carried out.
-  bool done() const { return command_.load(std::memory_order_acquire) == kNone; }
+  // The last command has been carried out, or the feeder has gone and the thread with it.
+  bool done() const {
+    return gone_.load(std::memory_order_acquire) ||
+           command_.load(std::memory_order_acquire) == kNone;
+  }
   // What the last stream sent. REQUIRES: done().
   const StreamResult& result() const { return result_; }
 
@@ -83,6 +86,7 @@ class LoopbackFeed {
   int tcp_port_ = 0;
   int udp_port_ = 0;
   std::atomic<int> command_{kNone};
+  std::atomic<bool> gone_{false};
   const StreamPlan* plan_ = nullptr;
   StreamResult result_;
   std::thread thread_;

@@ -55,7 +55,9 @@ MemoryFeeder::MemoryFeeder(const feedsim::Universe* u)
   }
 }
 
-MemoryFeeder::~MemoryFeeder() = default;
+MemoryFeeder::~MemoryFeeder() {
+  client_.Release();  // shuts the feeder down while everything it may call still stands
+}
 
 void MemoryFeeder::Answer(ByteView request) {
   requests_.Append(request);

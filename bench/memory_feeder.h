@@ -61,16 +61,17 @@ class MemoryFeeder {
   void SendAnswers();
 
   TempDir dir_;
-  SystemClock clock_;
-  PollLoop loop_{&clock_};
-  FakeSocketFactory sockets_;
-  QUOTLINKBAS bas_{&loop_, &sockets_, nullptr};
-  QUOTLINKCls client_{&bas_};
+  // The feed's side: the feeder's requests reach it from inside the feeder, so it outlives it.
   feedsim::RequestReader requests_;
   feedsim::Responder responder_;
   ByteString answers_;  // what the feed has yet to send on TCP
   int64_t ready_ = 0;
   QuoteCopy copy_;
+  SystemClock clock_;
+  PollLoop loop_{&clock_};
+  FakeSocketFactory sockets_;
+  QUOTLINKBAS bas_{&loop_, &sockets_, nullptr};
+  QUOTLINKCls client_{&bas_};
 };
 
 }  // namespace quotlink::bench

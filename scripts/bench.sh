@@ -60,8 +60,8 @@ worst_ratio() {
 }
 
 run quotlink_replay_bench "${replay_args[@]}"
-# The figures at 32767 records move from run to run with where things land in memory: three
-# runs, and the one whose worse ratio is the median of the three stands.
+# The figures at 32767 records move from one run of the program to the next (not between the
+# repetitions of one run): three runs, and the one whose worse ratio is the median stands.
 for k in 1 2 3; do LOG=quote.$k run quotlink_quote_bench "${gbench_args[@]}"; done
 median=$(for k in 1 2 3; do echo "$(worst_ratio "$out/quote.$k.log") $k"; done | sort -g | sed -n 2p)
 cp "$out/quote.${median#* }.log" "$out/quotlink_quote_bench.log"
