@@ -2,8 +2,11 @@
 // field length.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
+#include <map>
 #include <string>
 
+#include "bench/bench_report.h"
 #include "database/value_decoding.h"
 
 namespace quotlink {
@@ -32,7 +35,23 @@ BENCHMARK(BM_DecodeValue)
     ->Args({64, 2, -1})  // 256ths
     ->Args({6, 8, -1});  // long unsigned field
 
+int Main(int argc, char** argv) {
+  std::map<std::string, bench::RunResult> results;
+  const int rc = bench::RunBenchmarks(argc, argv, &results);
+  if (rc == 2 || results.empty()) return rc;  // a bad argument, or nothing ran
+  double lo = 0, hi = 0;
+  for (const auto& [name, r] : results) {
+    lo = lo == 0 ? r.cpu_ns : std::min(lo, r.cpu_ns);
+    hi = std::max(hi, r.cpu_ns);
+  }
+  bench::PrintRow("quotlink_decode_bench", "DecodeValue across format codes and field lengths",
+                  bench::Format("%.1f to %.1f ns a value (CPU)", lo, hi));
+  return rc;
+}
+
 }  // namespace
 }  // namespace quotlink
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+  return quotlink::Main(argc, argv);
+}

@@ -1,162 +1,139 @@
-// The feeder over real loopback sockets: a sender thread plays the feed (greets, answers the
-// watch list reset, sends the image), then sends a fixed count of quotes as fast as it can on
-// TCP, and on UDP at several rates. The feeder, on this thread as always, counts the quotes
-// that reach FeederReady. Reports quotes/s and, for UDP, the share lost.
+// A whole feeder over real loopback sockets, holding a rate: a feed thread answers the session
+// (the simulator's responder), then sends the simulator's own quote packets (one to four quotes
+// each, both families) at a given rate for a given time, first on TCP, then on UDP one packet a
+// datagram. The feeder runs on this thread as the real program runs it. Reports per path what
+// was sent, what reached the feeder's processor, what was lost, and the feeder's CPU per quote.
 //
-// Not a Google Benchmark: one run is a whole session of seconds. Usage:
-//   quotlink_loopback_bench [QUOTES] [--window]     (default 200000 quotes)
-// With --window (and a display), the same session runs headless and then with the console
-// window attached, and the two are compared.
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
-#include <atomic>
-#include <chrono>
+// Not a Google Benchmark: one run is a whole session of minutes. Usage: see kUsage.
 #include <cstdio>
-#include <cstring>
 #include <string>
-#include <thread>
-#include <vector>
 
-#include "bench/loopback_feed.h"
-#include "client/quotlinkbas.h"
-#include "client/quotlinkcls.h"
-#include "client/quotlinkfrm.h"
-#include "platform/loopback_ports.h"
-#include "platform/poll_loop.h"
-#include "platform/posix_socket.h"
-#include "tests/support/quote_feeder.h"
-#include "tests/support/temp_dir.h"
-#include "tools/imagegen/image_writer.h"
-#include "window/fltk_console.h"
-#include "window/fltk_loop.h"
+#include "bench/bench_market.h"
+#include "bench/bench_report.h"
+#include "bench/loopback_session.h"
 
-namespace quotlink {
+namespace quotlink::bench {
 namespace {
 
-struct Rates {
-  double tcp;
-  double udp;
+constexpr char kUsage[] =
+    "usage: quotlink_loopback_bench [--seconds S] [--tcp-rate R] [--udp-rate R] [--path P]\n"
+    "                               [--instruments N] [--window]\n"
+    "  --seconds S      how long each path holds its rate (default 60)\n"
+    "  --tcp-rate R     quotes a second on TCP; 0 sends as fast as TCP takes them (default "
+    "1000000)\n"
+    "  --udp-rate R     quotes a second on UDP; 0 sends as fast as the sender can (default "
+    "200000)\n"
+    "  --path P         tcp, udp or both (default both)\n"
+    "  --instruments N  instruments in the market, all on the watch list (default 1000)\n"
+    "  --window         the feeder runs with the console window shown (needs a display)\n";
+
+struct Options {
+  double seconds = 60;
+  int64_t tcp_rate = 1000000;
+  int64_t udp_rate = 200000;
+  int64_t instruments = 1000;
+  bool tcp = true;
+  bool udp = true;
+  bool window = false;
 };
 
-// One session; `udp_rate` 0 sends datagrams as fast as the sender can. With `window`, the
-// feeder runs on the window's loop and shows the console window.
-Rates RunOnce(int count, int udp_rate, bool report_tcp, bool window = false) {
-  TempDir dir;
-  Feed feed;
-  feed.count = count;
-  feed.udp_rate = udp_rate;
-  feed.listener = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in sa{};
-  sa.sin_family = AF_INET;
-  sa.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  bind(feed.listener, reinterpret_cast<sockaddr*>(&sa), sizeof sa);
-  listen(feed.listener, 1);
-  socklen_t len = sizeof sa;
-  getsockname(feed.listener, reinterpret_cast<sockaddr*>(&sa), &len);
-  feed.port = ntohs(sa.sin_port);
-  feed.udp_port = FreeLoopbackPort(SOCK_DGRAM);
-  TempDir::Put(dir.File("DTN/QUOTLINKINFO.DAT"), "");
-  std::filesystem::create_directories(dir.path() + "DTN");
-  TempDir::Put(dir.File("DTN/QUOTLINKINFO.DAT"), "127.0.0.1\r\n" + std::to_string(feed.port) +
-                                                     "\r\n" + std::to_string(feed.udp_port) +
-                                                     "\r\n");
-  std::thread sender([&] { feed.Run(); });
+void Report(const char* path, int64_t rate, const LoopbackFeeder::PathResult& r) {
+  const int64_t lost = r.sent.quotes - r.received_quotes;
+  const double sent_rate = static_cast<double>(r.sent.quotes) / r.sent.seconds;
+  const double cpu_us =
+      r.received_quotes > 0 ? r.cpu_ns / 1e3 / static_cast<double>(r.received_quotes) : 0;
+  std::printf(
+      "%s: asked %lld quotes/s for %.1f s; sent %lld quotes in %lld frames (%.0f quotes/s); "
+      "received %lld; lost %lld (%.3f%%); FeederReady %lld; feeder CPU %.2f us a quote\n",
+      path, static_cast<long long>(rate), r.sent.seconds, static_cast<long long>(r.sent.quotes),
+      static_cast<long long>(r.sent.frames), sent_rate, static_cast<long long>(r.received_quotes),
+      static_cast<long long>(lost),
+      r.sent.quotes > 0 ? 100.0 * static_cast<double>(lost) / static_cast<double>(r.sent.quotes)
+                        : 0.0,
+      static_cast<long long>(r.ready), cpu_us);
+  if (r.ready == 0) Fail(std::string(path) + ": no quote reached FeederReady");
+  const std::string asked = rate > 0
+                                ? Format("%.3g M quotes/s asked", static_cast<double>(rate) / 1e6)
+                                : std::string("as fast as it goes");
+  PrintRow(
+      "quotlink_loopback_bench",
+      Format("%s over loopback, the simulator's packets%s, %s for %.0f s", path,
+             std::string(path) == "UDP" ? " one a datagram" : "", asked.c_str(), r.sent.seconds),
+      Format("sent %.3f M quotes/s, lost %lld of %lld (%.3f%%); feeder CPU %.2f us a quote",
+             sent_rate / 1e6, static_cast<long long>(lost), static_cast<long long>(r.sent.quotes),
+             r.sent.quotes > 0
+                 ? 100.0 * static_cast<double>(lost) / static_cast<double>(r.sent.quotes)
+                 : 0.0,
+             cpu_us));
+  const std::string p = std::string(path) == "TCP" ? "tcp" : "udp";
+  PrintMetric("loopback." + p + ".asked_rate", static_cast<double>(rate));
+  PrintMetric("loopback." + p + ".sent_rate", sent_rate);
+  PrintMetric("loopback." + p + ".seconds", r.sent.seconds);
+  PrintMetric("loopback." + p + ".lost", static_cast<double>(lost));
+  PrintMetric("loopback." + p + ".cpu_ns_per_quote", cpu_us * 1e3);
+}
 
-  SystemClock clock;
-  std::unique_ptr<EventLoop> loop_owner;
-  std::unique_ptr<FltkConsole> view;
-  if (window) {
-    auto fltk = std::make_unique<FltkLoop>(&clock);
-    view = std::make_unique<FltkConsole>(fltk.get());
-    loop_owner = std::move(fltk);
-  } else {
-    loop_owner = std::make_unique<PollLoop>(&clock);
+int Main(int argc, char** argv) {
+  Options o;
+  for (int i = 1; i < argc; ++i) {
+    const std::string a = argv[i];
+    const char* v = i + 1 < argc ? argv[i + 1] : nullptr;
+    bool ok = true;
+    if (a == "--help" || a == "-h") {
+      std::printf("%s", kUsage);
+      return 0;
+    } else if (a == "--window") {
+      o.window = true;
+      continue;
+    } else if (a == "--seconds") {
+      ok = v != nullptr && ParseSeconds(v, &o.seconds);
+    } else if (a == "--tcp-rate") {
+      ok = v != nullptr && ParseCount(v, 0, 100000000, &o.tcp_rate);
+    } else if (a == "--udp-rate") {
+      ok = v != nullptr && ParseCount(v, 0, 100000000, &o.udp_rate);
+    } else if (a == "--instruments") {
+      ok = v != nullptr && ParseCount(v, 1, 32767, &o.instruments);
+    } else if (a == "--path") {
+      const std::string p = v != nullptr ? v : "";
+      ok = p == "tcp" || p == "udp" || p == "both";
+      o.tcp = p != "udp";
+      o.udp = p != "tcp";
+    } else {
+      ok = false;
+    }
+    if (!ok) {
+      std::fprintf(stderr, "quotlink_loopback_bench: bad argument '%s'\n%s", a.c_str(), kUsage);
+      return 2;
+    }
+    ++i;
   }
-  EventLoop& loop = *loop_owner;
-  PosixSocketFactory sockets(&loop);
-  QUOTLINKBAS bas(&loop, &sockets, view.get());
-  if (view) view->Attach(&bas.Form());
-  QUOTLINKCls obj(&bas);
-  int64_t ready = 0;
-  obj.OnFeederReady([&] { ++ready; });
-  if (!obj.Iniciar(dir.path()).ok()) {
-    std::fprintf(stderr, "cannot start the feeder\n");
-    std::exit(1);
+  feedsim::Universe u = MakeUniverse(static_cast<int>(o.instruments));
+  LoopbackFeed feed(&u);
+  LoopbackFeeder feeder(&u, &feed, o.window);
+  // Enough packets that cycling through them repeats nothing a cache would keep.
+  const FrameRun frames = SessionStream(&u, 500000, 13);
+  if (o.tcp) {
+    StreamPlan plan;
+    plan.path = FeedPath::kTcp;
+    plan.frames = &frames;
+    plan.rate = static_cast<double>(o.tcp_rate);
+    plan.seconds = o.seconds;
+    Report("TCP", o.tcp_rate, feeder.Run(plan));
   }
-  for (int i = 0; i < kSymbols; ++i)
-    bas.Form().DTNSYMBOLS.Add(Sym(i));
-  while (feed.phase.load() < 1 || bas.Link().QuotesEnabled == 0)
-    loop.RunOnce(10);
-  bas.Quotes().Simbolos.ReplaceAll(EquityTable(kSymbols));
-
-  ready = 0;
-  auto start = std::chrono::steady_clock::now();
-  feed.phase = 2;
-  while (ready < count)
-    loop.RunOnce(10);
-  double secs = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  Rates rates{count / secs, 0};
-  if (report_tcp) {
-    std::printf("TCP  %8d quotes  %9.0f quotes/s at FeederReady\n", count, count / secs);
+  if (o.udp) {
+    StreamPlan plan;
+    plan.path = FeedPath::kUdp;
+    plan.frames = &frames;
+    plan.rate = static_cast<double>(o.udp_rate);
+    plan.seconds = o.seconds;
+    Report("UDP", o.udp_rate, feeder.Run(plan));
   }
-  ready = 0;
-  start = std::chrono::steady_clock::now();
-  feed.phase = 3;
-  while (feed.phase.load() < 4)
-    loop.RunOnce(10);
-  // What is still queued arrives within a moment; what the kernel dropped never will.
-  for (auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(300);
-       std::chrono::steady_clock::now() < end;) {
-    loop.RunOnce(10);
-  }
-  secs = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  rates.udp = static_cast<double>(ready) / secs;
-  std::printf("UDP  %8d quotes  sent at %9s/s  %9.0f quotes/s at FeederReady  lost %5.2f%%\n",
-              count, udp_rate == 0 ? "max" : std::to_string(udp_rate).c_str(), ready / secs,
-              100.0 * static_cast<double>(count - ready) / count);
-  std::fflush(stdout);
-  feed.phase = 5;
-  sender.join();
-  close(feed.listener);
-  obj.Release();
-  return rates;
+  return 0;
 }
 
 }  // namespace
-}  // namespace quotlink
+}  // namespace quotlink::bench
 
 int main(int argc, char** argv) {
-  int count = 200000;
-  bool window = false;
-  for (int i = 1; i < argc; ++i) {
-    const std::string a = argv[i];
-    if (a == "--window") {
-      window = true;
-    } else if (a == "--help" || (count = std::atoi(argv[i])) <= 0) {
-      std::fprintf(stderr, "usage: quotlink_loopback_bench [QUOTES] [--window]\n");
-      return a == "--help" ? 0 : 2;
-    }
-  }
-  if (window) {
-    if (!quotlink::WindowAvailable()) {
-      std::fprintf(stderr, "quotlink_loopback_bench: no display for the window\n");
-      return 1;
-    }
-    std::printf("headless:\n");
-    const auto plain = quotlink::RunOnce(count, 0, true);
-    std::printf("with the console window:\n");
-    const auto shown = quotlink::RunOnce(count, 0, true, true);
-    std::printf("the window costs %.1f%% of the quotes/s on TCP, %.1f%% on UDP\n",
-                100.0 * (1 - shown.tcp / plain.tcp), 100.0 * (1 - shown.udp / plain.udp));
-    return 0;
-  }
-  bool first = true;
-  for (int rate : {50000, 100000, 200000, 0}) {
-    quotlink::RunOnce(count, rate, first);
-    first = false;
-  }
-  return 0;
+  return quotlink::bench::Main(argc, argv);
 }
