@@ -53,17 +53,17 @@ size_t SimboloTable::Home(uint64_t pair) const {
 }
 
 int32_t SimboloTable::Find(ByteView key4, int32_t code) const {
-  if (key4.size() != kKeySize || slot_pairs_.empty()) return -1;
+  if (key4.size() != kKeySize || slots_.empty()) return -1;
   const uint64_t pair = PairOf(key4.data(), code);
-  const size_t mask = slot_pairs_.size() - 1;
+  const size_t mask = slots_.size() - 1;
   for (size_t s = Home(pair);; s = (s + kStep) & mask) {
     const size_t t = (s + 1) & mask;
-    const int32_t a = slot_indices_[s];
-    const int32_t b = slot_indices_[t];
+    const int32_t a = slots_[s].index;
+    const int32_t b = slots_[t].index;
     // A pair stands at most once in the index and a free slot has index 0, so OR-ing the
     // indices under their match masks gives the one that matches, or 0.
-    const int32_t found = (a & -static_cast<int32_t>(slot_pairs_[s] == pair)) |
-                          (b & -static_cast<int32_t>(slot_pairs_[t] == pair));
+    const int32_t found = (a & -static_cast<int32_t>(slots_[s].pair == pair)) |
+                          (b & -static_cast<int32_t>(slots_[t].pair == pair));
     if (found != 0) return found;
     // Slots fill in probe order and are never freed: past a free slot the pair can't stand.
     if (a == 0 || b == 0) return -1;
@@ -73,15 +73,14 @@ int32_t SimboloTable::Find(ByteView key4, int32_t code) const {
 void SimboloTable::Enter(int32_t index) {
   const SimboloRec& rec = at(index);
   const uint64_t pair = PairOf(rec.DatabaseKey, rec.SymbolCode);
-  const size_t mask = slot_pairs_.size() - 1;
+  const size_t mask = slots_.size() - 1;
   for (size_t s = Home(pair);; s = (s + 1) & mask) {
-    if (slot_indices_[s] == 0) {
-      slot_pairs_[s] = pair;
-      slot_indices_[s] = static_cast<uint16_t>(index);
+    if (slots_[s].index == 0) {
+      slots_[s] = Slot{pair, index};
       return;
     }
     // An earlier record holds the pair: it stays the one that Find names.
-    if (slot_pairs_[s] == pair) return;
+    if (slots_[s].pair == pair) return;
   }
 }
 
@@ -89,8 +88,7 @@ void SimboloTable::Reindex() {
   size_t capacity = 16;
   while (capacity < kLoadInverse * (records_.size() + 1))
     capacity *= 2;
-  slot_pairs_.assign(capacity, 0);
-  slot_indices_.assign(capacity, 0);
+  slots_.assign(capacity, Slot{});
   shift_ = 64;
   for (size_t c = capacity; c > 1; c >>= 1)
     --shift_;
@@ -116,7 +114,7 @@ int32_t SimboloTable::Add(ByteView key, int32_t code, std::string_view symbol,
   rec.SymbolCode = code;
   records_.push_back(rec);
 
-  if (kLoadInverse * (records_.size() + 1) > slot_pairs_.size()) {
+  if (kLoadInverse * (records_.size() + 1) > slots_.size()) {
     Reindex();
   } else {
     Enter(size());
