@@ -7,6 +7,8 @@
 #include <cstring>
 #include <limits>
 
+#include "client/quote_json.h"
+
 namespace quotlink {
 
 bool QuoteRecord::SetSymbol(std::string_view s) {
@@ -19,44 +21,11 @@ bool QuoteRecord::SetSymbol(std::string_view s) {
 
 namespace {
 
-constexpr char kHex[] = "0123456789abcdef";
-
-// As the watch command writes them: the shortest text that reads back to the same float, and
-// null for what JSON can't hold.
-void AppendFloat(std::string* out, float v) {
-  if (!std::isfinite(v)) {
-    out->append("null");
-    return;
-  }
-  char buf[32];
-  const auto r = std::to_chars(buf, buf + sizeof buf, v);
-  out->append(buf, r.ptr);
-}
-
 template <typename T>
 void AppendInteger(std::string* out, T v) {
   char buf[24];
   const auto r = std::to_chars(buf, buf + sizeof buf, v);
   out->append(buf, r.ptr);
-}
-
-// Bytes are bytes: each byte outside printable ASCII is written as \u00XX of its own value.
-void AppendString(std::string* out, std::string_view s) {
-  out->push_back('"');
-  for (const char ch : s) {
-    const auto c = static_cast<unsigned char>(ch);
-    if (c == '"' || c == '\\') {
-      out->push_back('\\');
-      out->push_back(ch);
-    } else if (c < 0x20 || c >= 0x7F) {
-      out->append("\\u00");
-      out->push_back(kHex[c >> 4]);
-      out->push_back(kHex[c & 0xF]);
-    } else {
-      out->push_back(ch);
-    }
-  }
-  out->push_back('"');
 }
 
 // The float fields in the order of the --json object.
@@ -66,20 +35,21 @@ auto FloatFields(Quote& q) {
     std::string_view name;
     decltype(&q.Last) value;
   };
-  return std::array<Field, 14>{{{"Last", &q.Last},
-                                {"LastS", &q.LastS},
-                                {"Bid", &q.Bid},
-                                {"BidS", &q.BidS},
-                                {"Ask", &q.Ask},
-                                {"AskS", &q.AskS},
-                                {"Change", &q.Change},
-                                {"OpenV", &q.OpenV},
-                                {"High", &q.High},
-                                {"Low", &q.Low},
-                                {"Previous", &q.Previous},
-                                {"OInt", &q.OInt},
-                                {"Vol", &q.Vol},
-                                {"TimeV", &q.TimeV}}};
+  // The members in the order of the keys of the --json object.
+  return std::array<Field, 14>{{{kQuoteFloatKeys[0], &q.Last},
+                                {kQuoteFloatKeys[1], &q.LastS},
+                                {kQuoteFloatKeys[2], &q.Bid},
+                                {kQuoteFloatKeys[3], &q.BidS},
+                                {kQuoteFloatKeys[4], &q.Ask},
+                                {kQuoteFloatKeys[5], &q.AskS},
+                                {kQuoteFloatKeys[6], &q.Change},
+                                {kQuoteFloatKeys[7], &q.OpenV},
+                                {kQuoteFloatKeys[8], &q.High},
+                                {kQuoteFloatKeys[9], &q.Low},
+                                {kQuoteFloatKeys[10], &q.Previous},
+                                {kQuoteFloatKeys[11], &q.OInt},
+                                {kQuoteFloatKeys[12], &q.Vol},
+                                {kQuoteFloatKeys[13], &q.TimeV}}};
 }
 
 // A reader over the payload's bytes that never looks past their end.
@@ -220,16 +190,11 @@ bool ReadInteger(std::string_view s, T* v) {
 }  // namespace
 
 void AppendQuotePayload(const QuoteRecord& q, std::string_view feeder, std::string* out) {
-  out->append("{\"Simbolo\":");
-  AppendString(out, q.symbol());
-  for (const auto& f : FloatFields(q)) {
-    out->append(",\"").append(f.name).append("\":");
-    AppendFloat(out, *f.value);
-  }
-  out->append(",\"Flag\":");
-  AppendInteger(out, q.Flag);
-  out->append(",\"ComunicationOK\":");
-  AppendInteger(out, q.ComunicationOK);
+  std::array<float, kQuoteFloatKeys.size()> floats;
+  const auto fields = FloatFields(q);
+  for (size_t i = 0; i < floats.size(); ++i)
+    floats[i] = *fields[i].value;
+  AppendQuoteMembers(out, q.symbol(), floats, q.Flag, q.ComunicationOK);
   out->append(",\"seq\":");
   AppendInteger(out, q.seq);
   out->append(",\"symbol_seq\":");
@@ -237,7 +202,7 @@ void AppendQuotePayload(const QuoteRecord& q, std::string_view feeder, std::stri
   out->append(",\"time_us\":");
   AppendInteger(out, q.time_us);
   out->append(",\"feeder\":");
-  AppendString(out, feeder);
+  AppendJsonString(out, feeder);
   out->push_back('}');
 }
 

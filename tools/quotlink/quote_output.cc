@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "client/quote_json.h"
 #include "client/quotlinkcls.h"
 
 namespace quotlink {
@@ -17,51 +18,12 @@ QuoteView ViewOf(const QUOTLINKCls& o) {
   return q;
 }
 
-namespace {
-
-void AppendFloat(std::string* out, float v) {
-  if (!std::isfinite(v)) {
-    out->append("null");  // JSON has no infinities
-    return;
-  }
-  char buf[32];
-  const auto r = std::to_chars(buf, buf + sizeof buf, v);
-  out->append(buf, r.ptr);
-}
-
-void AppendString(std::string* out, const std::string& s) {
-  out->push_back('"');
-  for (unsigned char c : s) {
-    if (c == '"' || c == '\\') {
-      out->push_back('\\');
-      out->push_back(static_cast<char>(c));
-    } else if (c < 0x20 || c >= 0x7F) {
-      char esc[8];
-      std::snprintf(esc, sizeof esc, "\\u%04x", c);
-      out->append(esc);
-    } else {
-      out->push_back(static_cast<char>(c));
-    }
-  }
-  out->push_back('"');
-}
-
-}  // namespace
-
 std::string QuoteJson(const QuoteView& q) {
-  std::string out = "{\"Simbolo\":";
-  AppendString(&out, q.Simbolo);
-  const std::pair<const char*, float> floats[] = {
-      {"Last", q.Last}, {"LastS", q.LastS}, {"Bid", q.Bid},           {"BidS", q.BidS},
-      {"Ask", q.Ask},   {"AskS", q.AskS},   {"Change", q.Change},     {"OpenV", q.OpenV},
-      {"High", q.High}, {"Low", q.Low},     {"Previous", q.Previous}, {"OInt", q.OInt},
-      {"Vol", q.Vol},   {"TimeV", q.TimeV}};
-  for (const auto& [name, v] : floats) {
-    out.append(",\"").append(name).append("\":");
-    AppendFloat(&out, v);
-  }
-  out.append(",\"Flag\":").append(std::to_string(q.Flag));
-  out.append(",\"ComunicationOK\":").append(std::to_string(q.ComunicationOK));
+  std::string out;
+  AppendQuoteMembers(&out, q.Simbolo,
+                     {q.Last, q.LastS, q.Bid, q.BidS, q.Ask, q.AskS, q.Change, q.OpenV, q.High,
+                      q.Low, q.Previous, q.OInt, q.Vol, q.TimeV},
+                     q.Flag, q.ComunicationOK);
   out.push_back('}');
   return out;
 }
