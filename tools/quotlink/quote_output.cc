@@ -1,7 +1,5 @@
 #include "tools/quotlink/quote_output.h"
 
-#include <charconv>
-#include <cmath>
 #include <cstdio>
 
 #include "client/quote_json.h"
