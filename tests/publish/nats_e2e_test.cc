@@ -18,6 +18,7 @@
 #include "publish/subject.h"
 #include "quotes/simbolo_table.h"
 #include "tests/support/child_process.h"
+#include "tests/support/private_bus.h"
 #include "tests/support/program_session.h"
 #include "tests/support/temp_dir.h"
 
@@ -218,6 +219,26 @@ TEST_F(NatsTest, ServerDownAtStartThenKilledAndRestartedMidStream) {
   })) << TailErr();
   EXPECT_TRUE(Has(TailErr(), "quotlink: tail: reconnected")) << TailErr();
   EXPECT_EQ(s.Quit(), 0);
+}
+
+// The service publishes as watch does: activated by a remote client's first call, it starts the
+// feeder in the folder it was given and every quote its clients' symbols bring reaches NATS.
+TEST_F(NatsTest, TheServicePublishesWhatItsClientsWatch) {
+  server_.Start();
+  Subscriber sub(server_.url());
+  Session sim({"--rate", "300", "--symbols", "ES,NQ"});
+  PrivateBus bus("--console=log --folder " + sim.Folder() + " --publish " + server_.url());
+  ChildProcess client({QUOTLINK_BIN, "watch", "--remote", "--json", "--folder", sim.Folder(),
+                       "--server", "127.0.0.1:" + std::to_string(sim.tcp_port()), "--local-port",
+                       std::to_string(sim.udp_port()), "ES"});
+  std::string out;
+  const auto& got = sub.Take(5, 60);
+  client.ReadInto(&out);
+  ASSERT_EQ(got.size(), 5u) << out << bus.Log();
+  for (const auto& [subject, payload] : got)
+    EXPECT_EQ(subject, "quotlink.quote.ES") << payload;
+  client.Send("quit\n");
+  EXPECT_EQ(client.Wait(), 0) << bus.Log();
 }
 
 // Credentials the server refuses: one clear line, and the feeder serves its own output on.
