@@ -14,6 +14,7 @@
 #include <string>
 #include <thread>
 
+#include "platform/loopback_ports.h"
 #include "tests/support/quote_feeder.h"
 #include "tools/imagegen/image_writer.h"
 
@@ -85,10 +86,7 @@ struct Feed {
     while (phase.load() < 3)
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     const int u = socket(AF_INET, SOCK_DGRAM, 0);
-    sockaddr_in to{};
-    to.sin_family = AF_INET;
-    to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    to.sin_port = htons(static_cast<uint16_t>(udp_port));
+    const sockaddr_in to = LoopbackAddress(udp_port);
     const auto start = std::chrono::steady_clock::now();
     const int rate = udp_rate.load();
     for (int n = 1; n <= count; ++n) {
@@ -98,7 +96,7 @@ struct Feed {
         }
       }
       const ByteString f = QuoteFrame(count + n);
-      sendto(u, f.data(), f.size(), 0, reinterpret_cast<sockaddr*>(&to), sizeof to);
+      sendto(u, f.data(), f.size(), 0, reinterpret_cast<const sockaddr*>(&to), sizeof to);
     }
     close(u);
     phase = 4;

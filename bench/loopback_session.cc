@@ -28,14 +28,6 @@ constexpr size_t kTcpBatch = 256 * 1024;
 // The most datagrams one sendmmsg takes.
 constexpr size_t kUdpBatch = 64;
 
-sockaddr_in Loopback(int port) {
-  sockaddr_in a{};
-  a.sin_family = AF_INET;
-  a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  a.sin_port = htons(static_cast<uint16_t>(port));
-  return a;
-}
-
 void SleepUntilNs(int64_t t) {
   timespec ts{};
   ts.tv_sec = static_cast<time_t>(t / 1000000000);
@@ -49,7 +41,7 @@ void SleepUntilNs(int64_t t) {
 LoopbackFeed::LoopbackFeed(const feedsim::Universe* u)
     : universe_(u), responder_(u, feedsim::ResponderOptions{}) {
   listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in a = Loopback(0);
+  sockaddr_in a = LoopbackAddress(0);
   socklen_t len = sizeof a;
   if (listener_ < 0 || bind(listener_, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0 ||
       listen(listener_, 1) != 0 ||
@@ -60,7 +52,7 @@ LoopbackFeed::LoopbackFeed(const feedsim::Universe* u)
   udp_port_ = FreeLoopbackPort(SOCK_DGRAM);
   udp_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   if (udp_port_ == 0 || udp_ < 0) Fail("the feed has no UDP socket");
-  const sockaddr_in to = Loopback(udp_port_);
+  const sockaddr_in to = LoopbackAddress(udp_port_);
   if (connect(udp_, reinterpret_cast<const sockaddr*>(&to), sizeof to) != 0)
     Fail(std::string("the feed's UDP socket: ") + std::strerror(errno));
   thread_ = std::thread([this] {

@@ -130,9 +130,7 @@ Result RunOnce(int count, int tcp_rate, const std::string& bin, const std::strin
   feed.count = count;
   feed.tcp_rate = tcp_rate;
   feed.listener = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in sa{};
-  sa.sin_family = AF_INET;
-  sa.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  sockaddr_in sa = LoopbackAddress(0);
   bind(feed.listener, reinterpret_cast<sockaddr*>(&sa), sizeof sa);
   listen(feed.listener, 1);
   socklen_t len = sizeof sa;

@@ -8,9 +8,7 @@
 #include <cstdint>
 
 namespace quotlink {
-namespace {
-
-sockaddr_in Loopback(int port) {
+sockaddr_in LoopbackAddress(int port) {
   sockaddr_in sa{};
   sa.sin_family = AF_INET;
   sa.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -18,12 +16,10 @@ sockaddr_in Loopback(int port) {
   return sa;
 }
 
-}  // namespace
-
 int FreeLoopbackPort(int type) {
   const int fd = socket(AF_INET, type, 0);
   if (fd < 0) return 0;
-  sockaddr_in sa = Loopback(0);
+  sockaddr_in sa = LoopbackAddress(0);
   socklen_t len = sizeof sa;
   int port = 0;
   if (bind(fd, reinterpret_cast<sockaddr*>(&sa), sizeof sa) == 0 &&
@@ -37,7 +33,7 @@ int FreeLoopbackPort(int type) {
 bool LoopbackListening(int port) {
   const int fd = socket(AF_INET, SOCK_STREAM, 0);
   if (fd < 0) return false;
-  const sockaddr_in sa = Loopback(port);
+  const sockaddr_in sa = LoopbackAddress(port);
   const bool ok = connect(fd, reinterpret_cast<const sockaddr*>(&sa), sizeof sa) == 0;
   close(fd);
   return ok;

@@ -3,7 +3,12 @@
 #ifndef QUOTLINK_PLATFORM_LOOPBACK_PORTS_H_
 #define QUOTLINK_PLATFORM_LOOPBACK_PORTS_H_
 
+#include <netinet/in.h>
+
 namespace quotlink {
+
+// The IPv4 loopback address with `port` (0: any), ready for bind, connect or sendto.
+sockaddr_in LoopbackAddress(int port);
 
 // A loopback port that the kernel considers free now, for `type` SOCK_STREAM or SOCK_DGRAM; 0
 // when none could be had. Another process may take it before the caller binds it.

@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "platform/loopback_ports.h"
 #include "platform/poll_loop.h"
 
 namespace quotlink {
@@ -17,9 +18,7 @@ struct Listener {
   int port = 0;
   Listener() {
     fd = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in sa{};
-    sa.sin_family = AF_INET;
-    sa.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    sockaddr_in sa = LoopbackAddress(0);
     EXPECT_EQ(bind(fd, reinterpret_cast<sockaddr*>(&sa), sizeof sa), 0);
     EXPECT_EQ(listen(fd, 4), 0);
     socklen_t len = sizeof sa;
@@ -104,11 +103,9 @@ TEST(PosixSocketTest, UdpGivesOneDatagramPerReadFromTheAcceptedHosts) {
     if (!d.empty()) datagrams.push_back(d);
   };
   const int out = socket(AF_INET, SOCK_DGRAM, 0);
-  sockaddr_in sa{};
-  sa.sin_family = AF_INET;
-  sa.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  sockaddr_in sa = LoopbackAddress(0);
   const auto send = [&](ByteView d) {
-    sendto(out, d.data(), d.size(), 0, reinterpret_cast<sockaddr*>(&sa), sizeof sa);
+    sendto(out, d.data(), d.size(), 0, reinterpret_cast<const sockaddr*>(&sa), sizeof sa);
   };
   const auto bind_and_send = [&](const char* accepted) {
     udp.SetAcceptedSources({accepted});
@@ -158,12 +155,9 @@ TEST(PosixSocketTest, UdpBatchesGiveEveryDatagramWholeInOrderOnePerEvent) {
   sent[40] = ByteString(65507, 'x');  // the largest IPv4 datagram
   sent[41].clear();
   const int out = socket(AF_INET, SOCK_DGRAM, 0);
-  sockaddr_in sa{};
-  sa.sin_family = AF_INET;
-  sa.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  sa.sin_port = htons(static_cast<uint16_t>(udp.BoundPort()));
+  const sockaddr_in sa = LoopbackAddress(udp.BoundPort());
   for (const ByteString& d : sent)
-    sendto(out, d.data(), d.size(), 0, reinterpret_cast<sockaddr*>(&sa), sizeof sa);
+    sendto(out, d.data(), d.size(), 0, reinterpret_cast<const sockaddr*>(&sa), sizeof sa);
   close(out);
   EXPECT_TRUE(WaitPumping(loop, 5.0, [&] { return got.size() >= sent.size(); }));
   EXPECT_TRUE(got == sent) << got.size() << " datagrams";
